@@ -1,0 +1,306 @@
+#ifndef NAS1API_H
+#define NAS1API_H
+/* libnas1api: shares, accounts, configuration, connections, events and status of one network-attached storage
+ * appliance, through one flat C API.
+ *
+ * Conventions, unless a function says otherwise:
+ *   - Results are int: 0, a count or a size for success; -1 for a bad argument or a failed store. List and count calls
+ *     answer 0 where they cannot answer.
+ *   - Texts are NUL-terminated bytes in the appliance's code page. The library keeps no pointer it was given.
+ *   - A protocol or account source is one of the PROTO_ numbers, compared unsigned: anything else is refused.
+ *   - A buffer comes with its size in bytes and is cleared before it is filled. It is never written past that size.
+ *   - Changes are stored in record files under /etc/admin and then handed to every file protocol. Only the record file
+ *     decides the result: a daemon that cannot reload never makes a stored change look lost.
+ *   - Any number of processes may call at once. One process calls from one thread at a time. */
+
+#include <stdarg.h>
+#include <stdint.h>
+#include <time.h>
+
+#pragma GCC visibility push(default)
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Protocol numbers; also the source of an account (0 local, 1 domain controller, 2 NIS, 3 bindery, 4 AppleTalk). */
+enum {
+  PROTO_SYSTEM = 0,
+  PROTO_CIFS = 1,
+  PROTO_NFS = 2,
+  PROTO_NCP = 3,
+  PROTO_AFP = 4,
+  PROTO_FTP = 5,
+  PROTO_SNMP = 6,
+  PROTO_COUNT = 7
+};
+
+/* ---- Start-up, version, text arguments, shell -------------------------------------------------------------------- */
+
+/* NasApiInit: sets the text functions to the configured code page (CIFS_CODE_PAGE, 860 when it cannot be read; for 932
+ * also CODING_SYSTEM). A front end calls it once at start; every other call works without it.
+ * Returns the result of NasLangInit. */
+int NasApiInit(void);
+
+/* NasLangInit: sets the text functions to a code page.
+ *   codePage    932, 936, 949, 950, or any single-byte code page
+ *   codingFlag  how text travels to clients: -1 unchanged; for 932 1 when CODING_SYSTEM is 0, else 0
+ * Returns 0. */
+int NasLangInit(int codePage, int codingFlag);
+
+/* Nas1ApiVersion: stores the API's version, 0 and 1; either pointer may be null. Returns 0. */
+int Nas1ApiVersion(int* major, int* minor);
+
+/* Nas1CheckLength: tells whether a text fits a field of max bytes, NUL included.
+ * Returns 0 when it fits, 1 when it does not, all ones for a null text. */
+unsigned Nas1CheckLength(const char* text, unsigned max);
+
+/* Nas1Remove_ht_space: removes the blanks (0x20 only) at both ends of text, in place. text must not be null. */
+void Nas1Remove_ht_space(char* text);
+
+/* Nas1UpStr: upper-cases text in place; double-byte characters stay as they are. Returns text. */
+char* Nas1UpStr(char* text);
+
+/* NasGetServiceInstall: tells whether an optional service is installed: a line of /etc/service.zelmar begins with its
+ * name and has "yes" after the "=". Starts one shell command. Aborts for a null name and one of 512 bytes or more.
+ * Returns 1 or 0. */
+int NasGetServiceInstall(const char* service);
+
+/* Nas1System: runs a command through /bin/sh with its standard output discarded and waits for it. Descriptors 3 to 19
+ * are closed in the command.
+ * Returns the exit code (0 for a command that a signal ended), 127 when the command could not be started, -1 for a
+ * null command, no child process or a failed wait. */
+int Nas1System(const char* command);
+
+/* ---- Dispatch, restart and batching ------------------------------------------------------------------------------ */
+
+/* Nas1Restart: starts, stops or restarts a protocol's daemon.
+ *   how  0 start, 1 stop, 2 restart; 3 is for the protocols that reload without dropping sessions
+ * Returns the back-end's result; -1 for an unknown protocol. */
+int Nas1Restart(int protocol, int how);
+
+/* Nas1NetDisconnect: ends a client's session; a and b are what the protocol calls for (CIFS: b is the PID).
+ * Returns the back-end's result; -1 for an unknown protocol and one that has no such operation. */
+int Nas1NetDisconnect(int protocol, int a, int b);
+
+/* EnableNas1ShareBatch: while on (not 0), Nas1ShareAdd and Nas1ShareDel change only the record file. Switching it off
+ * lets every daemon rebuild its configuration once. The flag belongs to the process and does not nest. Returns 0. */
+int EnableNas1ShareBatch(int on);
+
+/* EnableNasDelPermBatch: while on (not 0), deleting a user or group leaves its permission entries to the caller.
+ * Returns 0. */
+int EnableNasDelPermBatch(int on);
+
+/* ---- Configuration ----------------------------------------------------------------------------------------------- */
+
+/* Data types of named keys. */
+enum {
+  CFG_INTEGER = 0, /* unsigned 32-bit in host order, decimal in the defaults file */
+  CFG_TEXT = 1,    /* NUL-terminated */
+  CFG_HEX = 2,     /* as CFG_INTEGER, hexadecimal in the defaults file */
+  CFG_RECORD = 3   /* binary, without a text form */
+};
+
+/* NasGetConfig: reads a key by name: from /etc/admin/system.gdbm, or live for computed keys; a key never stored is
+ * taken from /etc/default.zelmar and stored.
+ *   key        key name; at most 63 characters count
+ *   size       bytes in buffer
+ *   buffer     receives the value; a text that does not fit is cut and has no NUL
+ *   lengthOut  receives the bytes of the value, for texts their length plus 1; may be null
+ * With a null buffer or a size of 0: lengthOut receives the natural size and the result is the data type (CFG_...).
+ * A key neither stored nor among the defaults reads as zeros.
+ * Returns 0; -1 bad argument or storage failure; -2 no such key; -3 the key cannot be read. */
+int NasGetConfig(const char* key, int size, void* buffer, int* lengthOut);
+
+/* NasSetConfig: stores size bytes of value under a key in /etc/admin/system.gdbm and tells the back-end that depends on
+ * it. CIFS_CODE_PAGE and CODING_SYSTEM also re-run NasApiInit.
+ * Returns 0; -1 bad argument or storage failure; -2 no such key; -3 the key is read-only. */
+int NasSetConfig(const char* key, int size, const void* value);
+
+/* Nas1GetConfig: reads a key by its number (CONFIG_...), 0 to 121, as NasGetConfig does; the keys that have only a
+ * number are read from /etc/admin/system.gdbm alone. buffer is cleared first; lengthOut may be null.
+ * Returns 0 (also for a number without a key, which is logged); -1 bad argument, absent value or storage failure. */
+int Nas1GetConfig(int id, int size, void* buffer, int* lengthOut);
+
+/* Nas1SetConfig: trims blanks off both ends of value, in place and as text whatever the key's type is, stores it and
+ * tells every protocol. CIFS_CODE_PAGE and CODING_SYSTEM also re-run NasApiInit.
+ * Returns 0 (also for a number without a key); -1 bad argument, read-only by failure or storage failure. */
+int Nas1SetConfig(int id, int size, void* value);
+
+/* One numeric key: both handlers, null where the key cannot be read or written. */
+typedef struct ConfigHandlers {
+  int (*get)(int size, void* buffer, int* lengthOut);
+  int (*set)(int size, void* value);
+} ConfigHandlers;
+
+enum { CONFIG_COUNT = 122 };
+
+/* The handlers behind Nas1GetConfig and Nas1SetConfig, by number. */
+extern const ConfigHandlers fpConfig[CONFIG_COUNT];
+
+/* ---- Shares ------------------------------------------------------------------------------------------------------ */
+
+enum { NAS_NAME_SIZE = 32, NAS_COMMENT_SIZE = 64 }; /* fields, NUL included */
+
+/* A share as handed to callers. Lists hold blocks end to end: step by size. */
+typedef struct ShareInfo {
+  uint32_t size;                  /* bytes in this block: 104 + length of path */
+  char name[NAS_NAME_SIZE];       /* NUL-terminated */
+  char comment[NAS_COMMENT_SIZE]; /* NUL-terminated */
+  char path[4];                   /* start of the NUL-terminated path; the rest runs on past the struct */
+} __attribute__((packed)) ShareInfo;
+
+/* Nas1ShareAdd: adds a share to /etc/admin/share.gdbm, creates its directory, makes every protocol offer it and sets its
+ * two passwords from DEFAULT_SHARE_RO_PASSWD and DEFAULT_SHARE_RW_PASSWD (the value "name" stands for the share's name).
+ *   name     trimmed of blanks in place; at most 31 characters, not empty (an empty name aborts the process)
+ *   comment  at most 63 characters
+ *   path     the share's directory
+ * Returns 0; -1 for a bad argument, a name that exists, or a failed store. */
+int Nas1ShareAdd(char* name, const char* comment, const char* path);
+
+/* Nas1ShareDel: deletes a share, its NFS hosts and permissions from the record files, makes every protocol stop offering
+ * it, and removes its directory with all that is in it unless RESERVE_SHARE_PATH is 1; the directory goes even when the
+ * record could not be deleted.
+ * Returns 0; -1 for a null or unknown name or a failed deletion. */
+int Nas1ShareDel(const char* name);
+
+/* Nas1ShareMod: gives a share another comment and path (its passwords and home mark stay) and creates the new directory;
+ * the old one stays as it is. name is not trimmed. Every protocol is told even while a batch is on.
+ * Returns 0; -1 for a bad argument, an unknown share or a failed store. */
+int Nas1ShareMod(const char* name, const char* comment, const char* path);
+
+/* Nas1GetShareInfo: copies a share's ShareInfo, as much of it as fits.
+ * Returns 0; -1 for a bad argument or an unknown share. */
+int Nas1GetShareInfo(const char* name, void* buffer, int size);
+
+/* Nas1GetShareInfoSize: returns the bytes of a share's ShareInfo; -1 for an unknown share. */
+int Nas1GetShareInfoSize(const char* name);
+
+/* Nas1ShareCountSize: stores the number of shares and the bytes that the list of all needs (bytes may be null).
+ * Both are 0 when the record file cannot be opened. Returns 0; -1 for a null count. */
+int Nas1ShareCountSize(int* count, int* bytes);
+
+/* Nas1ShareList: copies share descriptions, in stored order (by hash, not sorted), into the caller's buffer.
+ *   start   index of the first share, from 0
+ *   count   most shares to copy
+ *   buffer  receives ShareInfo blocks end to end; the size word of a block that no longer fits stands behind the last
+ *           one where 4 bytes are left
+ *   size    bytes in buffer; Nas1ShareCountSize tells how many the whole list needs
+ * Returns the number of blocks copied; 0 for a null buffer, a size of 0 or a start past the end. */
+int Nas1ShareList(int start, int count, void* buffer, int size);
+
+/* Nas1ShareGetPassword: reads a share's password into out (33 bytes).
+ *   which  0 read-only, else read-write
+ * Returns 0; -1 for a bad argument or an unknown share. */
+int Nas1ShareGetPassword(const char* name, int which, char* out);
+
+/* Nas1ShareSetPassword: stores a share's password, at most 31 characters.
+ * Returns 0; -1 for a bad argument, an unknown share or a failed store. */
+int Nas1ShareSetPassword(const char* name, int which, const char* password);
+
+/* NasShareGetConfig: reads one setting of a share.
+ *   type       "ro_passwd", "rw_passwd" (texts: out holds length + 1 bytes) or "is_home" (4 bytes)
+ *   length     most characters of a text, or the bytes to copy (at most 32)
+ *   outLength  receives the text's length plus 1, or the bytes copied, at most 4; may be null
+ * Returns 0; -1 unknown share or bad argument; -2 unknown type. */
+int NasShareGetConfig(const char* name, const char* type, int length, void* out, int* outLength);
+
+/* NasShareSetConfig: stores one setting of a share; value holds a text of at most 31 characters, or 4 bytes for
+ * "is_home"; length is not used.
+ * Returns 0; -1 unknown share, bad argument or failed store; -2 unknown type. */
+int NasShareSetConfig(const char* name, const char* type, int length, const void* value);
+
+/* ---- Share directories ------------------------------------------------------------------------------------------- */
+
+/* Nas1SysMkdir: creates a share's directory, owner 32767, mode 755, through three shell commands; nothing happens while
+ * /var/lock/zelmar_builduser exists. A "$" in path is expanded by the shell. Aborts for a null or empty path.
+ * Returns 0; -1 when creating failed; -2 out of memory. */
+int Nas1SysMkdir(const char* path);
+
+/* NasSysRmdir: removes a share's directory and all in it through a shell command, under the same lock and rules.
+ * Returns 0; -1 when removing failed; -2 out of memory. */
+int NasSysRmdir(const char* path);
+
+/* NasAddSlash: copies sourceLength bytes (NUL included) of source to destination, each backslash, backquote and double
+ * quote with a backslash before it, ready to stand between double quotes in a shell command; terminated.
+ *   size  bytes in destination, at least twice sourceLength, else the process aborts
+ * Returns the bytes written, the copied NUL included. */
+int NasAddSlash(int size, char* destination, int sourceLength, const char* source);
+
+/* ---- Permissions ------------------------------------------------------------------------------------------------- */
+
+/* ---- NFS hosts --------------------------------------------------------------------------------------------------- */
+
+/* ---- Volumes ----------------------------------------------------------------------------------------------------- */
+
+/* ---- Snapshot and product settings ------------------------------------------------------------------------------- */
+
+/* ---- Accounts ---------------------------------------------------------------------------------------------------- */
+
+/* A user as handed to callers; lists are stepped through by size. */
+typedef struct UserItem {
+  uint32_t size;            /* 112 */
+  uint32_t source;          /* PROTO_ number of where the account lives */
+  uint32_t uid;             /* 32768 to 64979 */
+  uint32_t groups[16];      /* gids, 0 for an empty slot; slot 0 is the primary group */
+  uint32_t quota;           /* megabytes on every volume, 0 for none */
+  char name[NAS_NAME_SIZE]; /* NUL-terminated */
+} UserItem;
+
+/* A group as handed to callers; lists are stepped through by size. */
+typedef struct GroupItem {
+  uint32_t size;            /* 48 */
+  uint32_t gid;             /* 32768 to 64979 */
+  uint32_t quota;           /* megabytes, 0 for none */
+  char name[NAS_NAME_SIZE]; /* NUL-terminated */
+  uint32_t source;          /* as in UserItem */
+} GroupItem;
+
+/* Nas1GetUserList, Nas1GetGroupList: list the accounts of one source: items packed end to end, of which the remote
+ * sources fill only size, source and name.
+ *   start   index of the first account, from 0
+ *   count   most accounts; below 1, or with a null buffer or a size of 0, the call only counts (a remote source
+ *           refreshes its list file first) and the buffer is left alone
+ * Returns the items written, or the number of accounts; -1 when a refresh failed; 0 for a source without accounts. */
+int Nas1GetUserList(int source, int start, int count, void* buffer, int size);
+int Nas1GetGroupList(int source, int start, int count, void* buffer, int size);
+
+/* Nas1ListUserGroups: lists the groups of a user as GroupItems, Nas1ListGroupMembers the members of a group as
+ * UserItems. The name is upper-cased in place.
+ *   start, count  which of the user's 16 slots, or of the members, to look at
+ * Returns the items written; 0 for an empty name, a null or empty buffer, or a source that has no such list. */
+int Nas1ListUserGroups(char* user, int source, int start, int count, void* buffer, int size);
+int Nas1ListGroupMembers(char* group, int source, int start, int count, void* buffer, int size);
+
+/* Remote account lists, in the order of use: fetch the list from the server (a domain controller for PROTO_CIFS, a
+ * bindery server for PROTO_NCP; it is written to a list file), count it, show it.
+ *   names  as many pointers to buffers of 128 bytes as were counted
+ * Return the back-end's result; 0 for a source that has no such list. */
+int Nas1GetUserListFromRemoteServer(int source, const char* server);
+int Nas1GetUserListCountInRemoteServer(int source);
+int Nas1ShowUserListInRemoteServer(int source, char** names);
+int Nas1GetGroupListFromRemoteServer(int source, const char* server);
+int Nas1GetGroupListCountInRemoteServer(int source);
+int Nas1ShowGroupListInRemoteServer(int source, char** names);
+
+/* ---- Samba share list -------------------------------------------------------------------------------------------- */
+
+/* Path of the share list that the CIFS back-end writes, "/etc/samba/smb.conf"; a process may point it elsewhere. */
+extern char servicesf[1024];
+
+/* ---- Log --------------------------------------------------------------------------------------------------------- */
+
+/* ---- Connections ------------------------------------------------------------------------------------------------- */
+
+/* ---- Text -------------------------------------------------------------------------------------------------------- */
+
+/* ---- Events and mail --------------------------------------------------------------------------------------------- */
+
+/* ---- Disks and RAID ---------------------------------------------------------------------------------------------- */
+
+/* ---- Modules ----------------------------------------------------------------------------------------------------- */
+
+#ifdef __cplusplus
+}
+#endif
+#pragma GCC visibility pop
+#endif
