@@ -289,9 +289,155 @@ extern char servicesf[1024];
 
 /* ---- Log --------------------------------------------------------------------------------------------------------- */
 
+/* Severity of a log line. */
+enum { LOG_LEVEL_INFO = 0, LOG_LEVEL_WARN = 1, LOG_LEVEL_ERR = 2, LOG_LEVEL_CRIT = 3, LOG_LEVEL_ACCESS = 4 };
+
+/* What a log line is about. */
+enum {
+  LOG_CATEGORY_KERN = 0,
+  LOG_CATEGORY_HW = 1,
+  LOG_CATEGORY_SW = 2,
+  LOG_CATEGORY_HD = 3,
+  LOG_CATEGORY_NW = 4,
+  LOG_CATEGORY_UPS = 5,
+  LOG_CATEGORY_CIFS = 6,
+  LOG_CATEGORY_NFS = 7,
+  LOG_CATEGORY_NCP = 8,
+  LOG_CATEGORY_AFP = 9,
+  LOG_CATEGORY_DIS = 10
+};
+
+/* One line of the log before it is formatted: 288 bytes. */
+typedef struct LogRecord {
+  int32_t time;      /* seconds since the epoch */
+  uint32_t level;    /* LOG_LEVEL_ */
+  uint32_t category; /* LOG_CATEGORY_ */
+  char message[276]; /* NUL-terminated; a newline at its end is optional */
+} LogRecord;
+
+/* nas1_log: writes one line to /var/log/nas1log, or to the system log when that cannot be opened. The monitor daemon is
+ * sent SIGHUP first, and TZ follows the configured zone. A message of more than 275 characters is cut; an unknown level
+ * or category writes nothing.
+ * Returns the result of LogFile; there is nothing a caller could do about it. */
+__attribute__((format(printf, 3, 4))) int nas1_log(unsigned level, unsigned category, const char* format, ...);
+
+/* vNas1Log: nas1_log with its arguments in a list. Returns 0. */
+__attribute__((format(printf, 3, 0))) int vNas1Log(unsigned level, unsigned category, const char* format,
+                                                   va_list arguments);
+
+/* LogFile: writes one record as nas1_log does, without signal and without setting TZ. Aborts for a null record.
+ * Returns 0; -1 for an unknown level or category. */
+int LogFile(const LogRecord* record);
+
+/* nas_time: time(t), after setting this process's TZ to the configured TIME_ZONE. t may be null. */
+time_t nas_time(time_t* t);
+
+/* GetDaemonPid: returns the PID of the monitor daemon as the driver knows it; 0 when the driver refuses, -1 when there
+ * is no driver. */
+int GetDaemonPid(void);
+
 /* ---- Connections ------------------------------------------------------------------------------------------------- */
 
+enum { CONNECTION_MAX = 2048 }; /* most connections of one protocol */
+
+/* A client connection: 104 bytes. */
+typedef struct ConnectionRecord {
+  int32_t pid;   /* the process that serves it; no two connections of a protocol have the same */
+  int32_t time;  /* set by the library; in a listing the seconds since the client connected */
+  char data[96]; /* the service's own description, kept and returned as it is */
+} ConnectionRecord;
+
+/* The table of client connections of PROTO_CIFS, PROTO_NFS, PROTO_NCP and PROTO_AFP; it lives until the system goes
+ * down. Connections whose process has ended are dropped in passing. */
+
+/* Nas1AddConnection: adds a connection, or replaces the description of the one with the same PID, whose time stays.
+ * Returns 0; -1 bad argument, or a protocol without a table; -2 added, but there is no driver to be told;
+ * -3 the table is full. */
+int Nas1AddConnection(int protocol, const ConnectionRecord* record);
+
+/* Nas1DelConnection: removes the connection of a process. The last one in the table takes its place.
+ * Returns 0, also for an empty table; -1 bad argument, unknown PID, or a protocol without a table. */
+int Nas1DelConnection(int protocol, int pid);
+
+/* Nas1ConnectionCount: returns the number of connections; 0 for a bad argument or a protocol without a table. */
+int Nas1ConnectionCount(int protocol);
+
+/* Nas1ListConnection: copies connections into the caller's buffer, end to end, in no particular order.
+ *   start   index of the first connection, from 0
+ *   count   most connections to copy
+ *   buffer  receives ConnectionRecords; cleared first
+ *   size    bytes in buffer; only whole records are copied
+ * Returns the number of records; 0 for a bad argument and always for PROTO_NFS, which has no such list; -1 for a
+ * protocol without a table. */
+int Nas1ListConnection(int protocol, int start, int count, void* buffer, int size);
+
 /* ---- Text -------------------------------------------------------------------------------------------------------- */
+
+/* Names may be written in a double-byte code page. One code page is in force in a process; it is read from the
+ * configuration (NasApiInit) by the first text function that runs. A double-byte character, and a half-width katakana
+ * of code page 932, is one unit: it has no case, is compared byte for byte, and its second byte is never taken for a
+ * character of its own. All other bytes go by the C library's character classes. A byte argument may be a char of
+ * either sign: only its lowest eight bits count. Counts are in bytes. */
+
+/* The code page in force; 0 before the first use. */
+extern int g_codepage;
+
+/* 1 while a double-byte code page (932, 936, 949, 950) is in force, else 0. */
+extern int g_is_multibyte_codepage;
+
+/* The length routine of the code page in force, as NasCharLen; null before the first use. */
+extern int (*lang_skip_multibyte_char)(int byte);
+
+/* NasStrUpper, NasStrLower: change the case of a text in place.
+ *   text   must not be null (the process is aborted)
+ * Return text. */
+char* NasStrUpper(char* text);
+char* NasStrLower(char* text);
+
+/* NasStrCaseCmp: compares two texts ignoring case. Of longer texts only the first 2047 bytes count.
+ *   a, b   must not be null (the process is aborted)
+ * Returns 0 when they are equal. Texts of different lengths are ordered by length alone: the result is length of a -
+ * length of b. Otherwise the first difference decides: upper-case value in a - upper-case value in b for single
+ * bytes, -1 or 1 for units. */
+int NasStrCaseCmp(const char* a, const char* b);
+
+/* NasStrNCaseCmp: whether the first bytes of two texts are equal ignoring case.
+ *   a, b   must not be null (the process is aborted)
+ *   count  bytes that must match; give the length, for texts that end together before count are different
+ * Returns 0 when they are equal or count is 0, else 1; 1 also when a text is empty or count is negative. */
+int NasStrNCaseCmp(const char* a, const char* b, int count);
+
+/* NasStrchr: finds the first character of a text that begins with a byte.
+ *   byte   0 finds the NUL
+ * Returns its place in text, or null when there is none or text is null. */
+char* NasStrchr(const char* text, int byte);
+
+/* NasCharLen: how many bytes the unit takes that begins with a byte.
+ * Returns 2 for a lead byte, 1 for a half-width katakana of code page 932, 0 for an ordinary byte. */
+int NasCharLen(int byte);
+
+/* NasReplaceChar: puts one byte in the place of others.
+ *   text   changed in place; must not be null (the process is aborted)
+ *   set    the bytes to replace, each on its own; must not be null (the process is aborted); empty: nothing is done
+ *   byte   what to put there; 0 ends the text at the first byte replaced
+ * Returns 0. */
+int NasReplaceChar(char* text, const char* set, int byte);
+
+/* NasStrNCpy: copies a text without cutting a character in half: a lead byte that would come last is left out.
+ *   dst    room for count + 1 bytes, NUL included; nothing is written when null
+ *   src    null gives an empty dst
+ *   count  most bytes to copy; nothing is written when negative
+ * Returns dst. */
+char* NasStrNCpy(char* dst, const char* src, int count);
+
+/* NasStrServerToClient, NasStrClientToServer: convert a name in place between the encoding in which the server keeps
+ * it and that of its clients. They differ only with code page 932 and a CODING_SYSTEM of 0: the server then keeps
+ * EUC-JP, the clients use Shift-JIS. A text is left as it is when it is not well formed, when it holds a character
+ * that the other encoding lacks, or when it would grow (half-width katakana on the way to the server).
+ *   text   must not be null (the process is aborted)
+ * Return text. */
+char* NasStrServerToClient(char* text);
+char* NasStrClientToServer(char* text);
 
 /* ---- Events and mail --------------------------------------------------------------------------------------------- */
 
