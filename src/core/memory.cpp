@@ -1,0 +1,136 @@
+#include "core/memory.h"
+
+#include <pthread.h>
+
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/critical.h"
+
+namespace {
+
+struct AllocationRecord {
+  std::uint32_t size;  // bytes asked for
+  void* block;
+  char file[128];  // the caller's unit, NUL-terminated
+  std::int32_t line;
+  AllocationRecord* next;
+};
+
+AllocationRecord* head = nullptr;
+AllocationRecord* tail = nullptr;
+std::int32_t current_allocated = 0;  // bytes
+std::int32_t max_allocated = 0;      // bytes
+pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+
+struct Locked {
+  Locked() { sysEnterCritical(&mutex); }
+  ~Locked() { sysExitCritical(&mutex); }
+  Locked(const Locked&) = delete;
+  Locked& operator=(const Locked&) = delete;
+};
+
+// Lists a block at the tail; false when there is no memory for the record. Called with the mutex held.
+bool append(const char* file, int line, void* block, std::size_t size) {
+  auto* const record = static_cast<AllocationRecord*>(std::calloc(1, sizeof(AllocationRecord)));
+  if (record == nullptr) {
+    std::printf("MEM_DEBUG[%s,%d]: sysMarkBuf t== NULL\n", file, line);
+    return false;
+  }
+  current_allocated += static_cast<std::int32_t>(size);
+  if (current_allocated > max_allocated) max_allocated = current_allocated;
+
+  record->size = static_cast<std::uint32_t>(size);
+  record->block = block;
+  std::strncpy(record->file, file, sizeof record->file - 1);
+  record->line = line;
+  if (head == nullptr) {
+    head = record;
+  } else {
+    tail->next = record;
+  }
+  tail = record;
+  return true;
+}
+
+// Takes a block off the list; null when it is not there, else its record. Called with the mutex held.
+AllocationRecord* unlink(const void* block) {
+  AllocationRecord* previous = nullptr;
+  for (AllocationRecord* record = head; record != nullptr; previous = record, record = record->next) {
+    if (record->block != block) continue;
+    (previous == nullptr ? head : previous->next) = record->next;
+    if (tail == record) tail = previous;
+    return record;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+extern "C" void* sysMalloc(const char* file, int line, std::size_t size) {
+  const Locked locked;
+  void* const block = std::malloc(size);
+  if (block == nullptr) {
+    std::printf("MEM_DEBUG[%s,%d]: sysMarkBuf ptr== NULL\n", file, line);
+    return nullptr;
+  }
+  if (!append(file, line, block, size)) {
+    std::free(block);
+    return nullptr;
+  }
+  return std::memset(block, 0xCC, size);
+}
+
+extern "C" void* sysTraceBuf(const char* file, int line, void* block, std::size_t size) {
+  const Locked locked;
+  if (block == nullptr) {
+    std::printf("MEM_DEBUG[%s,%d]: sysMarkBuf ptr== NULL\n", file, line);
+    return nullptr;
+  }
+  if (!append(file, line, block, size)) {
+    std::free(block);
+    return nullptr;
+  }
+  return block;
+}
+
+extern "C" void sysFree(const char* file, int line, void* block) {
+  sysEnterCritical(&mutex);
+  if (block == nullptr) {
+    std::printf("MEM_DEBUG[%s,%d]: sysFree ptr== NULL\n", file, line);
+    sysExitCritical(&mutex);
+    return;
+  }
+  std::uint32_t size = 0;
+  AllocationRecord* const record = unlink(block);
+  if (record != nullptr) {
+    size = record->size;
+    std::free(record);
+    std::free(block);
+  } else if (head != nullptr) {
+    std::printf("MEM_DEBUG[%s,%d]: try to free unallocated memory!ptr=%08" PRIxPTR "\n", file, line,
+                reinterpret_cast<std::uintptr_t>(block));
+    // The dump takes the mutex itself.
+    sysExitCritical(&mutex);
+    sysPrintMemLink();
+    sysEnterCritical(&mutex);
+  }
+  if (static_cast<std::uint32_t>(current_allocated) < size) {
+    std::printf("MEM_DEBUG[%s,%d]: sysFree, memory lost, free more than allocated.\n", file, line);
+  } else {
+    current_allocated -= static_cast<std::int32_t>(size);
+  }
+  sysExitCritical(&mutex);
+}
+
+extern "C" void sysPrintMemLink() {
+  std::printf("sysPrintMemLink(max_allocated:%d current_allocated:%d)\n", max_allocated, current_allocated);
+  const Locked locked;
+  for (const AllocationRecord* record = head; record != nullptr; record = record->next) {
+    std::printf("[%s,%d: %08" PRIXPTR ",%4d] ", record->file, record->line,
+                reinterpret_cast<std::uintptr_t>(record->block), static_cast<int>(record->size));
+  }
+  std::printf("\n");
+}

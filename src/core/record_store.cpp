@@ -1,0 +1,117 @@
+#include "core/record_store.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstring>
+
+namespace {
+
+constexpr int kTries = 200;
+constexpr useconds_t kPauseUs = 100;
+constexpr off_t kReorganiseBytes = 8 * 1024 * 1024;
+constexpr int kPermissions = 0665;
+
+// GDBM looks at a new file's size before it has the file's lock, so two processes that create the same file could wipe
+// each other's first record. This lock on the file's directory keeps them apart while a missing or empty file is opened.
+struct CreationLock {
+  int directory = -1;
+
+  explicit CreationLock(const char* path) {
+    char name[4096];
+    const char* const slash = std::strrchr(path, '/');
+    const std::size_t length = slash == nullptr ? 0 : static_cast<std::size_t>(slash - path);
+    if (length == 0 || length >= sizeof name) return;
+    std::memcpy(name, path, length);
+    name[length] = '\0';
+    directory = open(name, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (directory >= 0) (void)flock(directory, LOCK_EX);
+  }
+  ~CreationLock() {
+    if (directory >= 0) (void)close(directory);
+  }
+  CreationLock(const CreationLock&) = delete;
+  CreationLock& operator=(const CreationLock&) = delete;
+};
+
+bool missingOrEmpty(const char* path) {
+  struct stat status;
+  return stat(path, &status) != 0 || status.st_size == 0;
+}
+
+GDBM_FILE tryOpen(const char* path, int blockSize, int mode, int permissions) {
+  const int flags = mode | GDBM_CLOEXEC;
+  if (mode == GDBM_WRCREAT && missingOrEmpty(path)) {
+    const CreationLock lock(path);
+    return gdbm_open(path, blockSize, flags, permissions, nullptr);
+  }
+  return gdbm_open(path, blockSize, flags, permissions, nullptr);
+}
+
+// A reorganisation renames a new file over the old one: a handle opened just before holds a file that nobody reads.
+bool stillAtPath(const struct stat& opened, const char* path) {
+  struct stat named;
+  return stat(path, &named) == 0 && named.st_ino == opened.st_ino && named.st_dev == opened.st_dev;
+}
+
+}  // namespace
+
+extern "C" GDBM_FILE openRecordset(const char* path, int blockSize, int mode, int permissions) {
+  for (int attempts = 0; attempts < kTries; ++attempts) {
+    GDBM_FILE const handle = tryOpen(path, blockSize, mode, permissions);
+    if (handle != nullptr) {
+      struct stat status;
+      const bool known = fstat(gdbm_fdesc(handle), &status) == 0;
+      if (!known || stillAtPath(status, path)) {
+        if (mode == GDBM_WRCREAT && known && status.st_size >= kReorganiseBytes) (void)gdbm_reorganize(handle);
+        return handle;
+      }
+      (void)gdbm_close(handle);
+    } else if (gdbm_errno == GDBM_FILE_OPEN_ERROR) {
+      // Missing: a reader's first touch creates an empty file.
+      mode = GDBM_WRCREAT;
+      continue;
+    }
+    (void)usleep(kPauseUs);
+  }
+  syslog(LOG_INFO, "%s:%d:%s uid=%d, euid=%d, open_failed=%s", "sys_db.c", 44, "openRecordset",
+         static_cast<int>(getuid()), static_cast<int>(geteuid()), path);
+  return nullptr;
+}
+
+RecordFile::RecordFile(const char* path, Access access)
+    : handle(openRecordset(path, 0, access == Access::change ? GDBM_WRCREAT : GDBM_READER, kPermissions)) {
+  if (handle == nullptr || access != Access::lookup) return;
+  // Reading one record costs less than the page faults of a mapping.
+  int mapped = 0;
+  (void)gdbm_setopt(handle, GDBM_SETMMAP, &mapped, sizeof mapped);
+}
+
+void RecordFile::close() {
+  if (handle != nullptr) (void)gdbm_close(handle);
+  handle = nullptr;
+}
+
+int RecordFile::store(const char* key, const void* value, std::size_t bytes, int how) const {
+  const datum content = {const_cast<char*>(static_cast<const char*>(value)), static_cast<int>(bytes)};
+  return gdbm_store(handle, keyDatum(key), content, how);
+}
+
+int RecordFile::remove(const char* key) const { return gdbm_delete(handle, keyDatum(key)); }
+
+datum keyDatum(const char* key) { return {const_cast<char*>(key), static_cast<int>(std::strlen(key) + 1)}; }
+
+FetchedValue::FetchedValue(const char* sourceUnit, int sourceLine, datum fetched)
+    : unit(sourceUnit), line(sourceLine), data(nullptr), bytes(0) {
+  if (fetched.dptr == nullptr) return;
+  bytes = fetched.dsize > 0 ? static_cast<std::size_t>(fetched.dsize) : 0;
+  data = static_cast<char*>(sysTraceBuf(unit, line, fetched.dptr, bytes));
+  if (data == nullptr) bytes = 0;
+}
+
+FetchedValue::~FetchedValue() {
+  if (data != nullptr) sysFree(unit, line, data);
+}
