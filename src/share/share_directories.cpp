@@ -1,0 +1,93 @@
+// Directories of shares, made and removed by shell commands that do nothing while the builduser lock exists: another
+// tool is then rebuilding users and directories.
+
+#include <cstdio>
+#include <cstring>
+
+#include "api/nas1api.h"
+#include "core/assert.h"
+#include "core/memory.h"
+
+static constexpr char kUnit[] = "share_directories.cpp";
+static constexpr unsigned kAnonymousOwner = 32767;
+
+#define UNLESS_LOCKED "[ -a /var/lock/zelmar_builduser ] || "
+
+enum DirectoryCommand { DIR_CREATE, DIR_OWNER, DIR_MODE, DIR_REMOVE, DIR_STICKY, DIR_ACL_MASK, DIR_ACL_GROUP, DIR_ACL_OTHER };
+
+// The sticky bit and the access control lists are not used by this version.
+static constexpr const char* kCommands[] = {
+    UNLESS_LOCKED "mkdir -p ",
+    UNLESS_LOCKED "chown ",
+    UNLESS_LOCKED "chmod 755 ",
+    UNLESS_LOCKED "rm -rf ",
+    UNLESS_LOCKED "chmod +t ",
+    UNLESS_LOCKED "setfacl -m m::rwx ",
+    UNLESS_LOCKED "setfacl -m d:g::r-x ",
+    UNLESS_LOCKED "setfacl -m d:o::r-x ",
+};
+static_assert(sizeof kCommands / sizeof kCommands[0] == DIR_ACL_OTHER + 1);
+
+static constexpr int kOutOfMemory = -2;
+
+extern "C" int NasAddSlash(int size, char* destination, int sourceLength, const char* source) {
+  if (destination == nullptr || sourceLength < 0 || size < 1 || size / 2 < sourceLength) sysAssert(kUnit, __LINE__);
+  if (sourceLength > 0 && source == nullptr) sysAssert(kUnit, __LINE__);
+  char* out = destination;
+  for (int i = 0; i < sourceLength; ++i) {
+    const char c = source[i];
+    if (c == '\\' || c == '`' || c == '"') *out++ = '\\';
+    *out++ = c;
+  }
+  // Only a source without a NUL, each byte of it escaped, leaves no room for one.
+  const auto written = static_cast<int>(out - destination);
+  if (written < size) *out = '\0';
+  return written;
+}
+
+// A path quoted for a shell command; text() is null when memory ran out.
+struct QuotedPath {
+  const TrackedBuffer buffer;
+
+  explicit QuotedPath(const char* path) : buffer(kUnit, __LINE__, 2 * (std::strlen(path) + 1)) {
+    const auto bytes = static_cast<int>(std::strlen(path) + 1);
+    if (buffer.data != nullptr) (void)NasAddSlash(2 * bytes, buffer.text(), bytes, path);
+  }
+};
+
+// Runs one command of the table on a quoted path. Returns its exit code; -2 when memory ran out.
+static int runOn(DirectoryCommand command, const char* arguments, const char* quotedPath) {
+  const std::size_t size = std::strlen(kCommands[command]) + std::strlen(arguments) + std::strlen(quotedPath) + 3;
+  const TrackedBuffer text(kUnit, __LINE__, size);
+  if (text.data == nullptr) return kOutOfMemory;
+  (void)std::snprintf(text.text(), size, "%s%s\"%s\"", kCommands[command], arguments, quotedPath);
+  const int status = Nas1System(text.text());
+  return status;
+}
+
+extern "C" int Nas1SysMkdir(const char* path) {
+  if (path == nullptr || path[0] == '\0') sysAssert(kUnit, __LINE__);
+  // Reading the key also stores its default; the directory is made the same way with and without access control lists.
+  int aclEnabled = 0;
+  (void)NasGetConfig("ACL_ENABLED", sizeof aclEnabled, &aclEnabled, nullptr);
+
+  const QuotedPath quoted(path);
+  if (quoted.buffer.data == nullptr) return kOutOfMemory;
+  const int created = runOn(DIR_CREATE, "", quoted.buffer.text());
+  if (created != 0) return created == kOutOfMemory ? kOutOfMemory : -1;
+
+  char owner[16];
+  (void)std::snprintf(owner, sizeof owner, "%u ", kAnonymousOwner);
+  if (runOn(DIR_OWNER, owner, quoted.buffer.text()) == kOutOfMemory) return kOutOfMemory;
+  if (runOn(DIR_MODE, "", quoted.buffer.text()) == kOutOfMemory) return kOutOfMemory;
+  return 0;
+}
+
+extern "C" int NasSysRmdir(const char* path) {
+  if (path == nullptr || path[0] == '\0') sysAssert(kUnit, __LINE__);
+  const QuotedPath quoted(path);
+  if (quoted.buffer.data == nullptr) return kOutOfMemory;
+  const int removed = runOn(DIR_REMOVE, "", quoted.buffer.text());
+  if (removed == kOutOfMemory) return kOutOfMemory;
+  return removed != 0 ? -1 : 0;
+}
