@@ -33,8 +33,9 @@ void recordRequest(const DriverWireRequest& request) {
   const int file = open(kRecord, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
   if (file < 0) return;
   char line[64];
-  const int length = request.replySize != 0 ? std::snprintf(line, sizeof line, "0x%X\n", request.request)
-                                            : std::snprintf(line, sizeof line, "0x%X %u\n", request.request, request.argument);
+  const int length = request.replySize != 0
+                         ? std::snprintf(line, sizeof line, "0x%X\n", request.request)
+                         : std::snprintf(line, sizeof line, "0x%X %u\n", request.request, request.argument);
   // A record that cannot be written shows as a missing line; the caller must be answered all the same.
   (void)!write(file, line, static_cast<std::size_t>(length));
   (void)close(file);
@@ -81,15 +82,19 @@ std::uint32_t answer(const DriverWireRequest& request, Reply& reply) {
   reply.head = {.result = 0, .error = 0};
   if (size == 0) return 0;
   switch (request.request) {
-    case QUERY_VERSION: return fillFromFile("/run/nas1-driver/version", size, reply.record);
-    case QUERY_RAID: return fillFromFile("/run/nas1-driver/raid", size, reply.record);
+    case QUERY_VERSION:
+      return fillFromFile("/run/nas1-driver/version", size, reply.record);
+    case QUERY_RAID:
+      return fillFromFile("/run/nas1-driver/raid", size, reply.record);
     case QUERY_DAEMON_PID: {
       const std::int32_t pid = daemonPid();
       const std::uint32_t bytes = size < sizeof pid ? size : sizeof pid;
       std::memcpy(reply.record, &pid, bytes);
       return bytes;
     }
-    default: reply.head = {.result = -1, .error = ENOTTY}; return 0;
+    default:
+      reply.head = {.result = -1, .error = ENOTTY};
+      return 0;
   }
 }
 
