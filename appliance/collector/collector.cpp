@@ -36,8 +36,8 @@ std::string readable(std::string_view message) {
     }
   }
   if (hasTimestamp(message)) message.remove_prefix(kTimestampSize);
-  const std::size_t tagEnd = message.find(": ");
-  if (tagEnd != std::string_view::npos) message.remove_prefix(tagEnd + 2);
+  const std::size_t tagEnd = message.find(' ');  // a tag has no blanks and ends with a colon
+  if (tagEnd != std::string_view::npos && tagEnd > 0 && message[tagEnd - 1] == ':') message.remove_prefix(tagEnd + 1);
   while (message.ends_with('\n') || message.ends_with('\0')) message.remove_suffix(1);
 
   std::string line = std::string(severities[priority & 7]) + ' ';

@@ -112,7 +112,7 @@ std::string sendMarker() {
   std::string text = kMarker + std::to_string(++sent);
   const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   const sockaddr_un address = {.sun_family = AF_UNIX, .sun_path = "/dev/log"};
-  const std::string message = "<15>" + text;
+  const std::string message = "<15>test: " + text;
   (void)sendto(fd, message.data(), message.size(), 0, reinterpret_cast<const sockaddr*>(&address), sizeof address);
   (void)close(fd);
   return text;
@@ -207,18 +207,18 @@ void ApplianceTest::SetUp() {
   removeSystemVObjects();
   setDefaults("");
   (void)unsetenv("TZ");
-  before = holdings();
+  heldAtSetUp = holdings();
 }
 
 void ApplianceTest::TearDown() {
   const Holdings after = holdings();
-  EXPECT_EQ(before.allocated, after.allocated) << "bytes in the tracked allocator\n" << printed(sysPrintMemLink);
-  EXPECT_EQ(before.children, after.children) << "child processes";
-  EXPECT_EQ(before.segments, after.segments) << "attached segments";
+  EXPECT_EQ(heldAtSetUp.allocated, after.allocated) << "bytes in the tracked allocator\n" << printed(sysPrintMemLink);
+  EXPECT_EQ(heldAtSetUp.children, after.children) << "child processes";
+  EXPECT_EQ(heldAtSetUp.segments, after.segments) << "attached segments";
   if (descriptorsLeftByRule == 0) {
-    EXPECT_EQ(before.opened, after.opened) << "open descriptors";
+    EXPECT_EQ(heldAtSetUp.opened, after.opened) << "open descriptors";
   } else {
-    EXPECT_EQ(before.opened.size() + static_cast<std::size_t>(descriptorsLeftByRule), after.opened.size())
+    EXPECT_EQ(heldAtSetUp.opened.size() + static_cast<std::size_t>(descriptorsLeftByRule), after.opened.size())
         << "open descriptors";
   }
 }
@@ -336,9 +336,11 @@ ChildResult inChild(const std::function<void()>& body) {
   result.output = capture({STDOUT_FILENO, STDERR_FILENO}, [&] {
     const pid_t pid = fork();
     if (pid == 0) {
+      const testing::TestResult& results = *testing::UnitTest::GetInstance()->current_test_info()->result();
+      const int earlier = results.total_part_count();
       body();
       (void)std::fflush(nullptr);
-      _exit(testing::Test::HasFailure() ? 1 : 0);
+      _exit(results.total_part_count() == earlier ? 0 : 1);
     }
     (void)waitpid(pid, &status, 0);
   });

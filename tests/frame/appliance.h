@@ -35,7 +35,7 @@ class ApplianceTest : public testing::Test {
     Lines segments;  // attached System V segments, as /proc/self/maps names them
   };
   static Holdings holdings();
-  Holdings before;
+  Holdings heldAtSetUp;
 };
 
 // Files. Writing makes missing folders and replaces the content in place, so a file keeps its inode.
