@@ -149,23 +149,22 @@ typedef struct ShareInfo {
   char path[4];                   /* start of the NUL-terminated path; the rest runs on past the struct */
 } __attribute__((packed)) ShareInfo;
 
-/* Nas1ShareAdd: adds a share to /etc/admin/share.gdbm, creates its directory, makes every protocol offer it and sets its
- * two passwords from DEFAULT_SHARE_RO_PASSWD and DEFAULT_SHARE_RW_PASSWD (the value "name" stands for the share's name).
- *   name     trimmed of blanks in place; at most 31 characters, not empty (an empty name aborts the process)
+/* Nas1ShareAdd: adds a share to /etc/admin/share.gdbm, creates its directory, makes every protocol offer it and sets
+ * its two passwords from DEFAULT_SHARE_RO_PASSWD and DEFAULT_SHARE_RW_PASSWD (the value "name" stands for the share's
+ * name). name     trimmed of blanks in place; at most 31 characters, not empty (an empty name aborts the process)
  *   comment  at most 63 characters
  *   path     the share's directory
  * Returns 0; -1 for a bad argument, a name that exists, or a failed store. */
 int Nas1ShareAdd(char* name, const char* comment, const char* path);
 
-/* Nas1ShareDel: deletes a share, its NFS hosts and permissions from the record files, makes every protocol stop offering
- * it, and removes its directory with all that is in it unless RESERVE_SHARE_PATH is 1; the directory goes even when the
- * record could not be deleted.
- * Returns 0; -1 for a null or unknown name or a failed deletion. */
+/* Nas1ShareDel: deletes a share, its NFS hosts and permissions from the record files, makes every protocol stop
+ * offering it, and removes its directory with all that is in it unless RESERVE_SHARE_PATH is 1; the directory goes even
+ * when the record could not be deleted. Returns 0; -1 for a null or unknown name or a failed deletion. */
 int Nas1ShareDel(const char* name);
 
-/* Nas1ShareMod: gives a share another comment and path (its passwords and home mark stay) and creates the new directory;
- * the old one stays as it is. name is not trimmed. Every protocol is told even while a batch is on.
- * Returns 0; -1 for a bad argument, an unknown share or a failed store. */
+/* Nas1ShareMod: gives a share another comment and path (its passwords and home mark stay) and creates the new
+ * directory; the old one stays as it is. name is not trimmed. Every protocol is told even while a batch is on. Returns
+ * 0; -1 for a bad argument, an unknown share or a failed store. */
 int Nas1ShareMod(const char* name, const char* comment, const char* path);
 
 /* Nas1GetShareInfo: copies a share's ShareInfo, as much of it as fits.

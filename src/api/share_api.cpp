@@ -42,8 +42,8 @@ extern "C" int Nas1ShareDel(const char* name) {
   const TrackedBuffer copy(kUnit, __LINE__, static_cast<std::size_t>(size));
   const auto* const info = static_cast<const ShareInfo*>(copy.data);
   // A share that another process has modified meanwhile would leave a cut path here, and that may be another directory.
-  const bool whole = info != nullptr && Nas1GetShareInfo(name, copy.data, size) == 0 &&
-                     info->size == static_cast<std::uint32_t>(size);
+  const bool whole =
+      info != nullptr && Nas1GetShareInfo(name, copy.data, size) == 0 && info->size == static_cast<std::uint32_t>(size);
 
   const int result = broadcast(protocolOps, &ProtocolOps::shareDel, Stop::onShareBatch, name);
   if (info == nullptr) return result;

@@ -1,7 +1,7 @@
 // Start-up: the code page of the text functions follows the configuration.
 
 #include "api/nas1api.h"
-#include "text/mb_string.h"
+#include "text/code_page.h"
 
 static constexpr int kDefaultCodePage = 860;
 static constexpr int kJapaneseCodePage = 932;

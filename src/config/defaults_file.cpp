@@ -41,7 +41,8 @@ bool parseDefaultInteger(const char* text, int base, unsigned* value) {
   const char* const digits = text + strspn(text, " \t\n\v\f\r");
   const bool negative = *digits == '-';
   // strtoull would see a second sign as part of a number.
-  const char* const unsignedDigits = negative && std::isxdigit(static_cast<unsigned char>(digits[1])) == 0 ? "" : digits + negative;
+  const char* const unsignedDigits =
+      negative && std::isxdigit(static_cast<unsigned char>(digits[1])) == 0 ? "" : digits + negative;
   errno = 0;
   const unsigned long long magnitude = std::strtoull(unsignedDigits, nullptr, base);
   if (errno == ERANGE || magnitude > UINT32_MAX) return false;

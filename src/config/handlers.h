@@ -1,13 +1,13 @@
 #pragma once
-// The handlers of all numeric configuration ids, as they stand in fpConfig. Most come out of the list itself; the rest is
-// written where the data lives: in this folder or, for live readings and status words, in status/.
+// The handlers of all numeric configuration ids, as they stand in fpConfig. Most come out of the list itself; the rest
+// is written where the data lives: in this folder or, for live readings and status words, in status/.
 //   getter (size, buffer, lengthOut)  0 or -1; never more than size bytes; lengthOut may be null
 //   setter (size, value)              0 or -1
 
 #pragma GCC visibility push(default)
 extern "C" {
-#define CONFIG_HANDLER_PAIR(id, name)                       \
-  int get_##name(int size, void* buffer, int* lengthOut);   \
+#define CONFIG_HANDLER_PAIR(id, name)                     \
+  int get_##name(int size, void* buffer, int* lengthOut); \
   int set_##name(int size, void* value);
 #define TEXT_ID CONFIG_HANDLER_PAIR
 #define INTEGER_ID CONFIG_HANDLER_PAIR

@@ -9,7 +9,7 @@ struct ConfigKeyEntry {
   int type;  // CFG_...
   int size;  // natural size in bytes
   int (*get)(const char* key, int size, void* buffer, int* lengthOut);
-  int (*fallback)(const char* key, int size, void* buffer, int* lengthOut);  // when get fails; may be null
+  int (*fallback)(const char* key, int size, void* buffer, int* lengthOut);               // when get fails; may be null
   int (*set)(const char* key, int size, const void* value, const ConfigKeyEntry* table);  // null: read-only
   int (*notify)(int row, int size, void* value);  // after a named set; null when nobody cares
 };

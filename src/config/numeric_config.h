@@ -18,8 +18,8 @@ enum ConfigId {
 
 #pragma GCC visibility push(default)
 extern "C" {
-// Calls the getter of an id. Returns its result; -1 for an id above 121, a null buffer or a size of 0; 0, with a line in
-// the system log, for an id without a getter. lengthOut may be null.
+// Calls the getter of an id. Returns its result; -1 for an id above 121, a null buffer or a size of 0; 0, with a line
+// in the system log, for an id without a getter. lengthOut may be null.
 int sysGetConfig(int id, int size, void* buffer, int* lengthOut);
 // Calls the setter of an id, likewise.
 int sysSetConfig(int id, int size, void* value);

@@ -8,10 +8,11 @@
 #include "config/handlers.h"
 #include "config/numeric_config.h"
 #include "config/stored_values.h"
-#include "core/memory.h"
+#include "core/command.h"
 #include "events/event_log.h"
 #include "platform/driver.h"
 
+static constexpr char kUnit[] = "side_effects.cpp";
 static constexpr char kNtpFile[] = "/etc/ntp.conf";
 static constexpr int kServerNameSize = 64;
 
@@ -23,11 +24,7 @@ static int deviceError() {
 // Command lines: a result that nobody reads still costs a warning where the C library marks its function.
 static void runWithLibc(const char* command) { (void)!std::system(command); }
 
-static void ntpService(const char* action) {
-  char command[64];
-  (void)std::snprintf(command, sizeof command, "/etc/init.d/ntpd %s", action);
-  (void)Nas1System(command);
-}
+static void ntpService(const char* action) { (void)runCommand(kUnit, __LINE__, "/etc/init.d/ntpd %s", action); }
 
 static bool ntpEnabled() {
   int enabled = 0;
@@ -106,11 +103,7 @@ static int switchDriver(unsigned request, int size, const void* value) {
 extern "C" int set_TIME_ZONE(int size, void* value) {
   const int result = writeText("TIME_ZONE", size, value);
   if (result < 0) return result;
-  const std::size_t bytes = static_cast<std::size_t>(size) + sizeof "/usr/sbin/timeconfig ";
-  const TrackedBuffer command("side_effects.cpp", __LINE__, bytes);
-  if (command.data == nullptr) return result;
-  (void)std::snprintf(command.text(), bytes, "/usr/sbin/timeconfig %.*s", size, static_cast<const char*>(value));
-  (void)Nas1System(command.text());
+  (void)runCommand(kUnit, __LINE__, "/usr/sbin/timeconfig %.*s", size, static_cast<const char*>(value));
   return result;
 }
 

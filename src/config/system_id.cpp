@@ -10,9 +10,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "api/nas1api.h"
 #include "config/computed_keys.h"
+#include "core/command.h"
 
+static constexpr char kUnit[] = "system_id.cpp";
 static constexpr char kSystemIdFile[] = "/mnt/param/system.id";
 static constexpr std::size_t kSystemIdSize = 16;
 static constexpr mode_t kSystemIdMode = 0744;
@@ -53,9 +54,7 @@ int setSystemId(const char* /*key*/, int /*size*/, const void* /*value*/, const 
   char id[kSystemIdSize];
   if (!makeSystemId(id)) return -1;
   if (access(kSystemIdFile, W_OK) == 0) {
-    char command[128];
-    (void)std::snprintf(command, sizeof command, "mv -f %s %s~", kSystemIdFile, kSystemIdFile);
-    (void)Nas1System(command);
+    (void)runCommand(kUnit, __LINE__, "mv -f %s %s~", kSystemIdFile, kSystemIdFile);
   }
   const int fd = open(kSystemIdFile, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kSystemIdMode);
   if (fd < 0) return -1;

@@ -16,7 +16,8 @@ constexpr off_t kReorganiseBytes = 8 * 1024 * 1024;
 constexpr int kPermissions = 0665;
 
 // GDBM looks at a new file's size before it has the file's lock, so two processes that create the same file could wipe
-// each other's first record. This lock on the file's directory keeps them apart while a missing or empty file is opened.
+// each other's first record. This lock on the file's directory keeps them apart while a missing or empty file is
+// opened.
 struct CreationLock {
   int directory = -1;
 

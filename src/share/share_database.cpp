@@ -70,7 +70,8 @@ static int dropEntry(const char* file, const char* name) {
 
 extern "C" int sysShareDel(const char* name) {
   if (name == nullptr || name[0] == '\0') sysAssert(kUnit, __LINE__);
-  // What hangs on the share goes first: an entry without a share would come back to life with the next share of its name.
+  // What hangs on the share goes first: an entry without a share would come back to life with the next share of its
+  // name.
   if (dropEntry(kShareNfsFile, name) < 0) return -1;
   for (const char* const file : kPermissionFiles) {
     if (dropEntry(file, name) < 0) return -1;
@@ -209,7 +210,8 @@ extern "C" int sysShareGetConfig(const char* name, const char* type, int length,
   }
   if (isHomeType(type)) {
     const std::size_t stored = sizeof settings->is_home + sizeof settings->reservedTail;
-    std::memcpy(out, reinterpret_cast<const char*>(settings) + offsetof(ShareSettings, is_home), std::min(wanted, stored));
+    std::memcpy(out, reinterpret_cast<const char*>(settings) + offsetof(ShareSettings, is_home),
+                std::min(wanted, stored));
     if (outLength != nullptr) *outLength = std::min(length, 4);
     return 0;
   }

@@ -8,11 +8,11 @@
 
 // The head of a stored share; its ShareInfo follows.
 struct [[gnu::packed]] ShareSettings {
-  std::uint32_t reserved;           // 0
-  char ro_passwd[NAS_NAME_SIZE];    // read-only password, NUL-terminated, empty until set
-  char rw_passwd[NAS_NAME_SIZE];    // read-write password
-  std::uint32_t is_home;            // 1 marks the home share of a user
-  std::uint8_t reservedTail[28];    // 0
+  std::uint32_t reserved;         // 0
+  char ro_passwd[NAS_NAME_SIZE];  // read-only password, NUL-terminated, empty until set
+  char rw_passwd[NAS_NAME_SIZE];  // read-write password
+  std::uint32_t is_home;          // 1 marks the home share of a user
+  std::uint8_t reservedTail[28];  // 0
 };
 static_assert(offsetof(ShareSettings, ro_passwd) == 4);
 static_assert(offsetof(ShareSettings, rw_passwd) == 36);
@@ -33,7 +33,9 @@ struct [[gnu::packed]] ShareRecord {
 static_assert(sizeof(ShareRecord) == 204, "stored in share.gdbm");
 
 // The path of a share in a buffer that holds all of its `size` bytes.
-inline const char* sharePath(const ShareInfo* info) { return reinterpret_cast<const char*>(info) + offsetof(ShareInfo, path); }
+inline const char* sharePath(const ShareInfo* info) {
+  return reinterpret_cast<const char*>(info) + offsetof(ShareInfo, path);
+}
 inline char* sharePath(ShareInfo* info) { return reinterpret_cast<char*>(info) + offsetof(ShareInfo, path); }
 
 #pragma GCC visibility push(default)

@@ -1,11 +1,11 @@
 // Directories of shares, made and removed by shell commands that do nothing while the builduser lock exists: another
 // tool is then rebuilding users and directories.
 
-#include <cstdio>
 #include <cstring>
 
 #include "api/nas1api.h"
 #include "core/assert.h"
+#include "core/command.h"
 #include "core/memory.h"
 
 static constexpr char kUnit[] = "share_directories.cpp";
@@ -13,7 +13,16 @@ static constexpr unsigned kAnonymousOwner = 32767;
 
 #define UNLESS_LOCKED "[ -a /var/lock/zelmar_builduser ] || "
 
-enum DirectoryCommand { DIR_CREATE, DIR_OWNER, DIR_MODE, DIR_REMOVE, DIR_STICKY, DIR_ACL_MASK, DIR_ACL_GROUP, DIR_ACL_OTHER };
+enum DirectoryCommand {
+  DIR_CREATE,
+  DIR_OWNER,
+  DIR_MODE,
+  DIR_REMOVE,
+  DIR_STICKY,
+  DIR_ACL_MASK,
+  DIR_ACL_GROUP,
+  DIR_ACL_OTHER
+};
 
 // The sticky bit and the access control lists are not used by this version.
 static constexpr const char* kCommands[] = {
@@ -55,14 +64,9 @@ struct QuotedPath {
   }
 };
 
-// Runs one command of the table on a quoted path. Returns its exit code; -2 when memory ran out.
-static int runOn(DirectoryCommand command, const char* arguments, const char* quotedPath) {
-  const std::size_t size = std::strlen(kCommands[command]) + std::strlen(arguments) + std::strlen(quotedPath) + 3;
-  const TrackedBuffer text(kUnit, __LINE__, size);
-  if (text.data == nullptr) return kOutOfMemory;
-  (void)std::snprintf(text.text(), size, "%s%s\"%s\"", kCommands[command], arguments, quotedPath);
-  const int status = Nas1System(text.text());
-  return status;
+// Runs one command of the table on a quoted path. Returns its exit code, or kCommandNoMemory.
+static int runOn(DirectoryCommand command, const char* quotedPath) {
+  return runCommand(kUnit, __LINE__, "%s\"%s\"", kCommands[command], quotedPath);
 }
 
 extern "C" int Nas1SysMkdir(const char* path) {
@@ -73,13 +77,13 @@ extern "C" int Nas1SysMkdir(const char* path) {
 
   const QuotedPath quoted(path);
   if (quoted.buffer.data == nullptr) return kOutOfMemory;
-  const int created = runOn(DIR_CREATE, "", quoted.buffer.text());
-  if (created != 0) return created == kOutOfMemory ? kOutOfMemory : -1;
+  const int created = runOn(DIR_CREATE, quoted.buffer.text());
+  if (created != 0) return created == kCommandNoMemory ? kOutOfMemory : -1;
 
-  char owner[16];
-  (void)std::snprintf(owner, sizeof owner, "%u ", kAnonymousOwner);
-  if (runOn(DIR_OWNER, owner, quoted.buffer.text()) == kOutOfMemory) return kOutOfMemory;
-  if (runOn(DIR_MODE, "", quoted.buffer.text()) == kOutOfMemory) return kOutOfMemory;
+  const int owned =
+      runCommand(kUnit, __LINE__, "%s%u \"%s\"", kCommands[DIR_OWNER], kAnonymousOwner, quoted.buffer.text());
+  if (owned == kCommandNoMemory) return kOutOfMemory;
+  if (runOn(DIR_MODE, quoted.buffer.text()) == kCommandNoMemory) return kOutOfMemory;
   return 0;
 }
 
@@ -87,7 +91,7 @@ extern "C" int NasSysRmdir(const char* path) {
   if (path == nullptr || path[0] == '\0') sysAssert(kUnit, __LINE__);
   const QuotedPath quoted(path);
   if (quoted.buffer.data == nullptr) return kOutOfMemory;
-  const int removed = runOn(DIR_REMOVE, "", quoted.buffer.text());
-  if (removed == kOutOfMemory) return kOutOfMemory;
+  const int removed = runOn(DIR_REMOVE, quoted.buffer.text());
+  if (removed == kCommandNoMemory) return kOutOfMemory;
   return removed != 0 ? -1 : 0;
 }

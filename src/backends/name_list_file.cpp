@@ -1,0 +1,86 @@
+#include "backends/name_list_file.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+static constexpr char kUnit[] = "name_list_file.cpp";
+static constexpr int kLineSize = 80;  // NUL included
+static_assert(kLineSize <= kListNameSize);
+
+namespace {
+
+// A list file being read, just behind its first line.
+struct ListFile {
+  std::FILE* const file;
+  int count = 0;  // what the first line says
+
+  explicit ListFile(const char* path) : file(std::fopen(path, "re")) {
+    char line[kLineSize];
+    if (file != nullptr && nextLine(line)) count = std::max(std::atoi(line), 0);
+  }
+  ~ListFile() {
+    if (file != nullptr) (void)std::fclose(file);
+  }
+  ListFile(const ListFile&) = delete;
+  ListFile& operator=(const ListFile&) = delete;
+
+  // Reads one line without its newline; what does not fit is dropped. False at the end of the file.
+  bool nextLine(char* line) const {
+    if (std::fgets(line, kLineSize, file) == nullptr) return false;
+    const std::size_t length = std::strcspn(line, "\n");
+    if (line[length] == '\n') {
+      line[length] = '\0';
+    } else {
+      for (int c = std::getc(file); c != '\n' && c != EOF;) c = std::getc(file);
+    }
+    return true;
+  }
+};
+
+// How many names a file has, as far as its first line announces them.
+int presentNames(const char* path) {
+  const ListFile list(path);
+  char line[kLineSize];
+  int present = 0;
+  while (list.file != nullptr && present < list.count && list.nextLine(line)) ++present;
+  return present;
+}
+
+}  // namespace
+
+int nameListCount(const char* path, int missing) {
+  const ListFile list(path);
+  return list.file == nullptr ? missing : list.count;
+}
+
+bool nameListShow(const char* path, char** names) {
+  const ListFile list(path);
+  if (list.file == nullptr) {
+    names[0] = nullptr;
+    return false;
+  }
+  for (int i = 0; i < list.count; ++i) {
+    if (!list.nextLine(names[i])) names[i][0] = '\0';
+  }
+  return true;
+}
+
+NameList::NameList(const char* path)
+    : count(presentNames(path)),
+      block(kUnit, __LINE__, static_cast<std::size_t>(count) * (sizeof(char*) + kLineSize)),
+      names(static_cast<char**>(block.data)) {
+  if (names == nullptr) {
+    count = 0;
+    return;
+  }
+  // One block: the pointers, then the names they point to.
+  char* name = reinterpret_cast<char*>(names + count);
+  const ListFile list(path);
+  int present = 0;
+  for (; list.file != nullptr && present < count && list.nextLine(name); ++present, name += kLineSize) {
+    names[present] = name;
+  }
+  count = present;
+}
