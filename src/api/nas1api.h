@@ -111,6 +111,13 @@ enum {
  * Returns 0; -1 bad argument or storage failure; -2 no such key; -3 the key cannot be read. */
 int NasGetConfig(const char* key, int size, void* buffer, int* lengthOut);
 
+/* The software's version, the value of NAS_VERSION: 18 bytes. "1.04.0117" is 1, 4, "0117". */
+typedef struct NasVersion {
+  uint8_t majorNumber;
+  uint8_t minorNumber;
+  char build[16]; /* NUL-terminated */
+} NasVersion;
+
 /* NasSetConfig: stores size bytes of value under a key in /etc/admin/system.gdbm and tells the back-end that depends on
  * it. CIFS_CODE_PAGE and CODING_SYSTEM also re-run NasApiInit.
  * Returns 0; -1 bad argument or storage failure; -2 no such key; -3 the key is read-only. */
@@ -253,6 +260,110 @@ typedef struct GroupItem {
   char name[NAS_NAME_SIZE]; /* NUL-terminated */
   uint32_t source;          /* as in UserItem */
 } GroupItem;
+
+/* Account items: the record that gives an account its numeric id, memberships and quota; kept in /etc/admin/user_id.gdbm
+ * and group_id.gdbm under name and source. Names are at most 31 characters. source is below 7. */
+
+/* Nas1GetUserItem, Nas1GetGroupItem: copy an account's item; an account that is not known yet is made, with a new id and
+ * the default quota. Nas1CheckUserItem, Nas1CheckGroupItem: the same, but never make one.
+ *   name     upper-cased in place by the Get calls, taken as it is by the Check calls
+ *   out      receives the item (UserItem or GroupItem)
+ *   outSize  receives its size
+ * Return 0; -1 bad argument, unknown account (Check), no id left, or failed store. */
+int Nas1GetUserItem(int source, char* name, void* out, int* outSize);
+int Nas1GetGroupItem(int source, char* name, void* out, int* outSize);
+int Nas1CheckUserItem(int source, const char* name, void* out, int* outSize);
+int Nas1CheckGroupItem(int source, const char* name, void* out, int* outSize);
+
+/* Nas1SetUserItem, Nas1SetGroupItem: store an account's quota (and a user's groups) and set the quota on the four volume
+ * roots. source and name select the account; everything else of the item is ignored.
+ * Return 0; -1 bad argument, unknown account or failed store. */
+int Nas1SetUserItem(const UserItem* item);
+int Nas1SetGroupItem(const GroupItem* item);
+
+/* Nas1UserItemCount, Nas1GroupItemCount: return the number of ids in use, of all sources. */
+int Nas1UserItemCount(void);
+int Nas1GroupItemCount(void);
+
+/* Nas1ListUserItem, Nas1ListGroupItem: copy items of all sources, in stored order (by hash, not sorted), end to end.
+ *   start  index of the first item, from 0
+ *   count  most items to copy
+ * Return the number of items copied; 0 for a null buffer or a size of 0. */
+int Nas1ListUserItem(int start, int count, void* buffer, int size);
+int Nas1ListGroupItem(int start, int count, void* buffer, int size);
+
+/* Nas1DelUidGid: frees a numeric id; deleting the account does it by itself.
+ *   kind  0 user, 1 group
+ * Returns 0, also for an id that was free (which is logged); -1 for a number outside 32768 to 64979. */
+int Nas1DelUidGid(int kind, int id);
+
+/* Nas1AddUser: adds an account. A local one (source 0) gets a password record and, when AUTO_HOME begins with "1", a home
+ * share of its name on the first volume with an entry for it in the local permission list.
+ *   name      upper-cased, and for local accounts trimmed, in place
+ *   password  at most 31 characters; not used for other sources
+ * Returns 0; -1 bad argument, existing account or failed store; -2 a share of that name exists, or the id file could not
+ * be opened; -3 a home share is wanted but there is no volume. Nothing is undone after a later failure. */
+int Nas1AddUser(int source, char* name, const char* password);
+
+/* Nas1DelUser: deletes an account; its permission entries go unless a delete-permission batch is on, a local user's home
+ * share goes unless RESERVE_HOME is set. name is upper-cased in place.
+ * Returns 0; -1 bad argument, unknown account or failed deletion. */
+int Nas1DelUser(int source, char* name);
+
+/* Nas1AddGroup: adds a group. name is upper-cased, for local groups trimmed, in place; unused is not looked at.
+ * Returns 0; -1 bad argument, existing group or failed store; -2 the id file could not be opened. */
+int Nas1AddGroup(int source, char* name, const char* unused);
+
+/* Nas1DelGroup: deletes a group, takes it from every user and, unless a delete-permission batch is on, from every share's
+ * permissions. name is upper-cased in place. Returns 0; -1. */
+int Nas1DelGroup(int source, char* name);
+
+/* Nas1GetUserPasswd: copies a local user's password, at most size - 1 characters. name is upper-cased in place; source is
+ * not looked at. Returns 0; -1 bad argument or no such user. */
+int Nas1GetUserPasswd(int source, char* name, char* buffer, int size);
+
+/* Nas1SetUserPasswd: stores a local user's password, cut to 31 characters. name is upper-cased in place; source is not
+ * looked at. Returns 0; -1 bad argument, no such user or failed store. */
+int Nas1SetUserPasswd(int source, char* name, const char* password);
+
+/* NasGetUserConfig, NasSetUserConfig: read and store one field of a local user's record in /etc/admin/passwd.gdbm. Null
+ * arguments abort the process.
+ *   type    "passwd" or "home" (the name of the home share)
+ *   size    bytes in out; not used for storing, which cuts at 31 characters
+ *   outLen  receives the length of the text; may be null
+ * Return 0; -1 no such user, another type or failed store. */
+int NasGetUserConfig(const char* name, const char* type, int size, char* out, int* outLen);
+int NasSetUserConfig(const char* name, const char* type, int size, const char* value);
+
+/* Nas1JoinGroup: tells whether a user is in a group: it never adds a membership (write the groups of a UserItem, or set a
+ * primary group). Nas1LeaveGroup takes a user out of a group. Both names are upper-cased in place.
+ * Return 0; -1 bad argument, unknown account, not a member, or failed store. */
+int Nas1JoinGroup(int source, char* user, char* group);
+int Nas1LeaveGroup(int source, char* user, char* group);
+
+/* Nas1SetPrimaryGroup: makes a group the user's primary one (slot 0), adding the membership if need be. A group that does
+ * not exist, or a null one, takes the user out of all groups. Names are taken as they are.
+ * Returns 0; -1 bad argument, unknown user, no free slot or failed store. */
+int Nas1SetPrimaryGroup(int source, const char* user, const char* group);
+
+/* Nas1ListGroupMembersCount: returns the number of local users in a local group; -1 unless source is 0 and the group
+ * exists. group is upper-cased in place. */
+int Nas1ListGroupMembersCount(char* group, int source);
+
+/* Nas1GetUserListCount, Nas1GetGroupListCount: return the number of local accounts. */
+int Nas1GetUserListCount(void);
+int Nas1GetGroupListCount(void);
+
+/* Nas1GetQuota: reads one figure of a user's quota from the system's own report.
+ *   unused      not looked at
+ *   id          numeric user id
+ *   filesystem  text that identifies the file system's line of the report; goes to a shell unquoted
+ *   which       0 soft limit, 1 space in use, 2 hard limit
+ * Returns megabytes, rounded down; 0 for anything else. */
+int Nas1GetQuota(int unused, int id, const char* filesystem, int which);
+
+/* Nas1SetQuota: does nothing (quotas are set through account items). Returns 0. */
+int Nas1SetQuota(void);
 
 /* Nas1GetUserList, Nas1GetGroupList: list the accounts of one source: items packed end to end, of which the remote
  * sources fill only size, source and name.
