@@ -1,8 +1,10 @@
-#include "status/hardware_status.h"
+// The configuration items that live in the segment of protocol 0 and not in a record file: they are lost when the
+// system goes down. Contracts as for all numeric ids; a value of fewer than 4 bytes is filled up with zeros.
 
 #include <algorithm>
 #include <cstring>
 
+#include "config/handlers.h"
 #include "status/segment.h"
 
 namespace {
