@@ -60,7 +60,6 @@ int mbStrCaseCmp(const char* a, const char* b) {
 
 int mbStrnCaseCmp(const char* a, const char* b, int count) {
   ensureCodePage();
-  if (count == 0) return 0;
   while (count > 0 && *a != '\0' && *b != '\0') {
     const int unit = unitLength(a);
     const bool equal = unit > 0 ? orderOfBytes(a, b, unit) == 0 : upperOf(*a) == upperOf(*b);

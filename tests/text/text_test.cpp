@@ -104,6 +104,7 @@ TEST(CodePage, CountedComparisonWantsTheWholeCount) {
       {860, "abc", "ABD", 3, 1},
       {860, "", "", 1, 1},
       {860, "a", "a", -1, 1},
+      {860, "a", "b", 0, 0},
       {932, "a\x83\x61", "A\x83\x61", 3, 0},
       {932, "a\x83\x61", "A\x83\x41", 3, 1},
       {932, "\x83\x61", "\x83\x61", 1, 1},  // half a character
@@ -152,6 +153,9 @@ TEST(CodePage, SearchAndReplacementNeverTakeATrailByte) {
     EXPECT_EQ(0, NasReplaceChar(text, c.set, c.byte));
     EXPECT_STREQ(c.replaced, text) << c.page;
   }
+  const Exact ended("a:b:c");
+  NasReplaceChar(ended, ":", 0);
+  EXPECT_STREQ("b:c", ended + 2) << "what lies behind a NUL put there is no longer the text";
 }
 
 TEST(CodePage, CopyNeverCutsACharacterInHalf) {
