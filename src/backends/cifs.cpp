@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -13,9 +12,9 @@
 #include "backends/name_list_file.h"
 #include "config/numeric_config.h"
 #include "core/command.h"
-#include "core/memory.h"
 #include "events/event_log.h"
 #include "share/share_database.h"
+#include "share/share_walk.h"
 
 static constexpr char kUnit[] = "cifs.cpp";
 static constexpr unsigned kError = 2;
@@ -71,9 +70,8 @@ int cifsGetProcessPid(const char* name) {
 }
 
 void ReadAllShareFromDB(std::FILE* stream) {
-  int count = 0;
-  int bytes = 0;
-  if (Nas1ShareCountSize(&count, &bytes) < 0) {
+  const AllShares shares(kUnit, __LINE__);
+  if (shares.result < 0) {
     (void)nas1_log(kError, kLogCifs, "get share count fail");
     return;
   }
@@ -81,16 +79,11 @@ void ReadAllShareFromDB(std::FILE* stream) {
   int aclEnabled = 0;
   (void)NasGetConfig("ACL_ENABLED", sizeof aclEnabled, &aclEnabled, nullptr);
 
-  const TrackedBuffer list(kUnit, __LINE__, static_cast<std::size_t>(std::max(bytes, 1)));
-  const int listed = list.data == nullptr ? 0 : Nas1ShareList(0, count, list.data, bytes);
   (void)std::fputs("# Samba config file created through Zelmar APIs(11-19-2001).\n", stream);
-  const char* next = list.text();
-  for (int i = 0; i < listed; ++i) {
-    const auto* const share = reinterpret_cast<const ShareInfo*>(next);
+  forEachShare(shares, [stream](const ShareInfo* share) {
     (void)std::fprintf(stream, "[%s]\n    comment = %s\n    path = %s\n\n", share->name, share->comment,
                        sharePath(share));
-    next += share->size;
-  }
+  });
 }
 }
 
