@@ -1,5 +1,7 @@
 #include "api/protocol_ops.h"
 
+#include "accounts/local_users.h"
+#include "accounts/membership.h"
 #include "backends/cifs.h"
 #include "config/numeric_config.h"
 #include "share/share_database.h"
@@ -11,7 +13,10 @@ extern "C" int sysRestart(int /*how*/) { return 0; }
 const ProtocolOps protocolOps[PROTO_COUNT] = {
     /* 0 system */ {.restart = sysRestart,
                     .shareAdd = sysShareAdd, .shareDel = sysShareDel, .shareMod = sysShareMod,
-                    .setConfig = sysSetConfig},
+                    .setConfig = sysSetConfig,
+                    .getGroupList = sysGetGroupList, .getUserList = sysGetUserList,
+                    .listGroups = sysListGroups, .listMembers = sysListMembers,
+                    .getUserPasswd = sysGetUserPasswd, .setUserPasswd = sysSetUserPasswd},
     /* 1 cifs   */ {.restart = cifsRestart, .dbUpdate = cifsDbUpdate,
                     .shareAdd = cifsShareAdd, .shareDel = cifsShareDel, .shareMod = cifsShareMod,
                     .netDisconnect = cifsNetDisconnect,

@@ -156,7 +156,7 @@ constexpr ConfigKeyEntry keyTable[kKeyCount] = {
 static constexpr bool tableIsSound() {
   for (const ConfigKeyEntry& entry : keyTable) {
     const std::string_view name = entry.name;
-    if (name.empty() || name.size() >= kKeyNameSize || entry.get == nullptr) return false;
+    if (name.empty() || name.size() >= kKeyNameSize) return false;
     const bool integer = entry.type == CFG_INTEGER || entry.type == CFG_HEX;
     if (integer != (entry.size == 4)) return false;
     for (const ConfigKeyEntry* other = keyTable; other != &entry; ++other) {

@@ -1,0 +1,19 @@
+#pragma once
+// Numeric ids of accounts: 32768 to 64979, one byte-per-id bitmap per kind in the segment of protocol 0, rebuilt from
+// the account files when it is not loaded.
+
+#include "accounts/account_items.h"
+#include "status/segment.h"
+
+inline constexpr int kFirstId = 32768;
+inline constexpr int kIdOverflow = kFirstId + kIdentityRange;  // stands for "no id left"
+
+#pragma GCC visibility push(default)
+extern "C" {
+// Returns the number of ids of a kind in use; 0 for an unknown kind and when the account file cannot be opened.
+int sysItemCount(int kind);
+}
+#pragma GCC visibility pop
+
+// Takes a free id of a kind. Returns it; kIdOverflow when none is left (which is logged) or nothing can be allocated.
+int allocateId(ItemKind kind);
