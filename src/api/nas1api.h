@@ -234,11 +234,111 @@ int NasAddSlash(int size, char* destination, int sourceLength, const char* sourc
 
 /* ---- Permissions ------------------------------------------------------------------------------------------------- */
 
+/* Whether an entry is about a user or a group. */
+enum { PERMITTED_USER = 0, PERMITTED_GROUP = 1 };
+
+/* Who may do what on a share: 40 bytes. */
+typedef struct PermittedItem {
+  int32_t type;             /* PERMITTED_USER; everything else is checked as a group */
+  int32_t rights;           /* access level: the larger, the more is allowed; -1 for none */
+  char name[NAS_NAME_SIZE]; /* account name, NUL-terminated; case does not count */
+} __attribute__((packed)) PermittedItem;
+
+/* Each share has a list of PermittedItems per protocol, for PROTO_SYSTEM (local accounts), PROTO_CIFS, PROTO_NFS,
+ * PROTO_NCP and PROTO_AFP, in /etc/admin/user_local.gdbm and its siblings. PROTO_FTP and PROTO_SNMP have none: their
+ * calls fail. Share names are exact. */
+
+/* Nas1AddPermittedItem: appends an entry to a share's list.
+ *   item  copied as it is; its name has at most 31 characters
+ * Returns 0; -1 for a bad argument, an unknown share, a failed store, or when the list has an entry of that type and
+ * name. */
+int Nas1AddPermittedItem(const char* share, int protocol, const PermittedItem* item);
+
+/* Nas1DelPermittedItem: removes the first entry of a name, be it a user or a group; the last entry takes its place.
+ * Returns 0, also when there is no such entry or no list; -1 for a bad argument or a failed store. */
+int Nas1DelPermittedItem(const char* share, int protocol, const char* name);
+
+/* Nas1DelPermittedItemEx: the same for the first entry of that name and type. */
+int Nas1DelPermittedItemEx(const char* share, int protocol, const char* name, int type);
+
+/* Nas1CheckPermission: tells the access level of a user on a share: the highest among its own entry and those of its
+ * groups.
+ *   groups  names of the user's groups, ended by a null pointer; null for none
+ * For PROTO_AFP the user and the groups are first made known: accounts of that source are created where they are
+ * missing, and entries with rights -1 are added to the list.
+ * Returns the level; -1 when no entry matches, the share has no list, or for a bad argument. */
+int Nas1CheckPermission(const char* share, int protocol, const char* user, const char* const* groups);
+
+/* Nas1GetPermittedItemsCount: returns the number of entries; 0 for a bad argument, no list or an unreadable file. */
+int Nas1GetPermittedItemsCount(const char* share, int protocol);
+
+/* Nas1ListPermittedItems: copies entries, in stored order.
+ *   start  index of the first entry, from 0
+ *   count  most entries to copy
+ *   out    receives PermittedItems end to end; cleared first
+ *   size   bytes in out; only whole entries are copied
+ * Returns the number of entries copied; 0 for a bad argument, no list or a start past the end. */
+int Nas1ListPermittedItems(const char* share, int protocol, int start, int count, PermittedItem* out, int size);
+
+/* Nas1SetPermittedList: replaces a share's list by count entries, stored as they are: neither doubled entries nor an
+ * unknown share are noticed. A count of 0 stores an empty list; items must not be null then either.
+ * Returns 0, whatever the store did; -1 for a bad argument, a file that cannot be opened or no memory. */
+int Nas1SetPermittedList(const char* share, int protocol, int count, const PermittedItem* items);
+
 /* ---- NFS hosts --------------------------------------------------------------------------------------------------- */
 
 /* ---- Volumes ----------------------------------------------------------------------------------------------------- */
 
+/* A mounted data area: 248 bytes. */
+typedef struct VolumeInfo {
+  uint32_t size;              /* 248 */
+  char device[NAS_NAME_SIZE]; /* texts NUL-terminated, cut to 31 characters */
+  char mount[NAS_NAME_SIZE];  /* "/volume/" and the volume's name */
+  char name[NAS_NAME_SIZE];   /* what follows "/volume/"; empty for a shorter mount point */
+  uint32_t snapshot[5];       /* as Nas1GetSnapshotConfig gives it */
+  uint8_t reserved[128];      /* 0 */
+} __attribute__((packed)) VolumeInfo;
+
+/* Nas1GetVolumeCount: counts the lines of the volume table /etc/fstab.zelmar, blank ones included, through a shell
+ * command.
+ *   count  receives the number; null: nothing is counted
+ *   bytes  receives what Nas1ListVolume needs for that many, 0 without count; may be null
+ * Returns 0. */
+int Nas1GetVolumeCount(int* count, int* bytes);
+
+/* Nas1ListVolume: describes the volumes in the order of the table, up to the first line that has less than two words
+ * (a blank line too).
+ *   buffer  receives VolumeInfos end to end; cleared first
+ *   size    bytes in buffer; only whole entries are written
+ * Returns the number of volumes; 0 for a null buffer, a size of 0 or a table that cannot be read. */
+int Nas1ListVolume(VolumeInfo* buffer, int size);
+
 /* ---- Snapshot and product settings ------------------------------------------------------------------------------- */
+
+/* Nas1GetSnapshotConfig: reads the snapshot record of a volume: five words, of which the first is the reserved
+ * snapshot space; the others belong to the snapshot scheduler.
+ *   volume  name, of which 32 characters count
+ *   record  receives 20 bytes, fewer when fewer are stored. A volume without a record has DEF_SNAPSHOT_RESERVED as its
+ *           first word and zeros behind it
+ * Returns 0, also for a null pointer (nothing is done then). */
+int Nas1GetSnapshotConfig(const char* volume, uint32_t* record);
+
+/* Nas1SetSnapshotConfig: stores the five words and, whatever became of that, has the scheduler read them again
+ * (/sbin/takecron; a shell command in which the name stands as it is).
+ * Returns 0; -1 for a null pointer or a file that cannot be opened. */
+int Nas1SetSnapshotConfig(const char* volume, const uint32_t* record);
+
+enum { NAS_PRODUCT_TEXT_SIZE = 51 }; /* NUL included */
+
+/* Nas1GetProductConfig: reads the text stored under a key of the caller's own.
+ *   text  receives at most 50 characters and a NUL; 51 zero bytes when nothing is stored
+ * Returns 0, also for a null pointer (nothing is done then). */
+int Nas1GetProductConfig(const char* key, char* text);
+
+/* Nas1SetProductConfig: stores size bytes of text under a key. A text without a NUL in its last byte is stored all the
+ * same, with a line in the system log.
+ * Returns 0; -1 for a null pointer, a size below 1 or a file that cannot be opened. */
+int Nas1SetProductConfig(const char* key, int size, const char* text);
 
 /* ---- Accounts ---------------------------------------------------------------------------------------------------- */
 
@@ -383,9 +483,10 @@ int Nas1ListGroupMembers(char* group, int source, int start, int count, void* bu
 
 /* Remote account lists, in the order of use: fetch the list from the server (a domain controller for PROTO_CIFS, a
  * bindery server for PROTO_NCP; it is written to a list file), count it, show it.
- *   names  as many pointers to buffers of 128 bytes as were counted
+ *   server  name of the server; for users of PROTO_NCP it is upper-cased in place
+ *   names   as many pointers to buffers of 128 bytes as were counted
  * Return the back-end's result; 0 for a source that has no such list. */
-int Nas1GetUserListFromRemoteServer(int source, const char* server);
+int Nas1GetUserListFromRemoteServer(int source, char* server);
 int Nas1GetUserListCountInRemoteServer(int source);
 int Nas1ShowUserListInRemoteServer(int source, char** names);
 int Nas1GetGroupListFromRemoteServer(int source, const char* server);
