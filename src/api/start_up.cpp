@@ -15,8 +15,10 @@ static int codingFlag(int codePage) {
 }
 
 extern "C" int NasApiInit(void) {
-  int codePage = kDefaultCodePage;
-  if (NasGetConfig("CIFS_CODE_PAGE", sizeof codePage, &codePage, nullptr) < 0) codePage = kDefaultCodePage;
+  int codePage = 0;
+  // A key that was never stored reads as 0 when the defaults file has nothing to say about it either.
+  const bool configured = NasGetConfig("CIFS_CODE_PAGE", sizeof codePage, &codePage, nullptr) >= 0 && codePage != 0;
+  if (!configured) codePage = kDefaultCodePage;
   return NasLangInit(codePage, codingFlag(codePage));
 }
 
