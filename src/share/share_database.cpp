@@ -44,7 +44,9 @@ static void describe(ShareRecord* record, const char* name, const char* comment,
 }
 
 extern "C" int sysShareAdd(const char* name, const char* comment, const char* path) {
-  if (name == nullptr || name[0] == '\0' || comment == nullptr || path == nullptr) sysAssert(kUnit, __LINE__);
+  if (name == nullptr || name[0] == '\0' || comment == nullptr || path == nullptr || path[0] == '\0') {
+    sysAssert(kUnit, __LINE__);
+  }
   {
     const RecordFile shares(kShareFile, Access::change);
     if (shares.handle == nullptr) return -1;
@@ -87,7 +89,9 @@ extern "C" int sysShareDel(const char* name) {
 }
 
 extern "C" int sysShareMod(const char* name, const char* comment, const char* path) {
-  if (name == nullptr || name[0] == '\0' || comment == nullptr || path == nullptr) sysAssert(kUnit, __LINE__);
+  if (name == nullptr || name[0] == '\0' || comment == nullptr || path == nullptr || path[0] == '\0') {
+    sysAssert(kUnit, __LINE__);
+  }
   {
     const RecordFile shares(kShareFile, Access::change);
     if (shares.handle == nullptr) return -1;

@@ -40,7 +40,8 @@ static_assert(sizeof kCommands / sizeof kCommands[0] == DIR_ACL_OTHER + 1);
 static constexpr int kOutOfMemory = -2;
 
 extern "C" int NasAddSlash(int size, char* destination, int sourceLength, const char* source) {
-  if (destination == nullptr || sourceLength < 0 || size < 1 || size / 2 < sourceLength) sysAssert(kUnit, __LINE__);
+  if (sourceLength < 0) return -1;
+  if (destination == nullptr || size < 0 || size / 2 < sourceLength) sysAssert(kUnit, __LINE__);
   if (sourceLength > 0 && source == nullptr) sysAssert(kUnit, __LINE__);
   char* out = destination;
   for (int i = 0; i < sourceLength; ++i) {
@@ -48,7 +49,7 @@ extern "C" int NasAddSlash(int size, char* destination, int sourceLength, const 
     if (c == '\\' || c == '`' || c == '"') *out++ = '\\';
     *out++ = c;
   }
-  // Only a source without a NUL, each byte of it escaped, leaves no room for one.
+  // Only an empty destination, or a source without a NUL and each byte of it escaped, leaves no room for one.
   const auto written = static_cast<int>(out - destination);
   if (written < size) *out = '\0';
   return written;
