@@ -68,6 +68,7 @@ static int readDefault(const ConfigKeyEntry& entry, int size, void* buffer, int*
 extern "C" int sysGetConfigEx(const char* key, int size, void* buffer, int* lengthOut) {
   int ownLength = 0;
   if (lengthOut == nullptr) lengthOut = &ownLength;
+  if (key == nullptr) return -1;
   const int row = findKey(key);
   if (row < 0) return unknownKey(510, key);
   const ConfigKeyEntry& entry = keyTable[row];
@@ -88,6 +89,7 @@ extern "C" int sysGetConfigEx(const char* key, int size, void* buffer, int* leng
 }
 
 extern "C" int sysSetConfigEx(const char* key, int size, const void* value) {
+  if (key == nullptr) return -1;
   const int row = findKey(key);
   if (row < 0) return unknownKey(554, key);
   if (value == nullptr || size <= 0) return -1;
