@@ -652,9 +652,110 @@ char* NasStrClientToServer(char* text);
 
 /* ---- Events and mail --------------------------------------------------------------------------------------------- */
 
+enum { EVENT_COUNT = 29, BACKUP_JOB_COUNT = 3, MAIL_LANGUAGE_COUNT = 5 };
+
+/* Nas1Event: reports that something happened: tells every protocol, keeps the status word HW_EVENT_STATUS, sends trap and
+ * mail as EVENT_ACTION asks for, writes the log line, lights a disk LED, and shuts the appliance down where the event
+ * and EVENT_ACTION demand it. Mails that must wait for a restart are noted in /var/log/MailEvent.
+ *   code  0 to 28
+ *   arg   what the event is about: a 32-bit word (a disk's internal index, a backup job's number, a RAID's number), for
+ *         codes 6, 7 and 28 a text, for code 4 four words; may be null. A first word of -1 marks a replay, which sends
+ *         the deferred mail; for codes 17 and 18 the word then receives the argument that was deferred.
+ * Returns 0. */
+int Nas1Event(unsigned code, void* arg);
+
+/* The alert templates, by language (0 English, 1 traditional Chinese, 2 Japanese, 3 Korean, 4 simplified Chinese) and
+ * then by event, or for backup by job; null where absent or not loaded. */
+extern char** body[MAIL_LANGUAGE_COUNT];
+extern char** Subject[MAIL_LANGUAGE_COUNT];
+extern char** backup[MAIL_LANGUAGE_COUNT];
+
+/* GetLang: returns the language index that EMAIL_LANGUAGE, a code page, stands for. */
+int GetLang(void);
+
+/* NasMailMsgInit: loads the templates of a language from /etc/mail, unless they are loaded.
+ * Returns 1 when it opened the file: call NasMailMsgFree when done; else 0. */
+int NasMailMsgInit(int lang);
+
+/* NasMailMsgFree: gives the templates of a language back. Returns 0. */
+int NasMailMsgFree(int lang);
+
+/* Nas1SendMail: sends the alert mail of an event to ADMIN_EMAIL and ADMIN_EMAIL_2, in the background, through
+ * /etc/nas1mail and a spool file that it deletes. code and arg as in Nas1Event.
+ * Returns the sender's start-up result, -2 without memory for the command. */
+int Nas1SendMail(unsigned code, const void* arg);
+
+/* Nas1SendMailDelFile: the same; the sender also deletes the file `path` (may be null). */
+int Nas1SendMailDelFile(unsigned code, const void* arg, const char* path);
+
+/* SetupMailBody: writes the text of an event's mail, headers first, to the descriptor fd, in the language of the last mail
+ * sent. Returns 0; -1 without memory. */
+int SetupMailBody(int fd, unsigned code, const void* arg, const char* recipients);
+
+/* EncodeHeader: replaces a text, its NUL included, by its form in the base64 alphabet, without padding; the buffer needs
+ * room for (length + 3) / 3 * 4 + 1 bytes. */
+void EncodeHeader(char* text);
+
+/* CharMap: returns the character of the base64 alphabet for 0 to 63, else -1. */
+int CharMap(int n);
+
 /* ---- Disks and RAID ---------------------------------------------------------------------------------------------- */
 
+enum { DISK_COUNT = 256, RAID_STATUS_SIZE = 176 };
+
+/* The number of the disk as the administrator sees it, by the driver's internal index; built by the first Nas1Event. */
+extern int DiskNumMap[DISK_COUNT];
+
+/* The disk configuration: 176 bytes. */
+typedef struct DiskConfig {
+  int32_t raidLevel;    /* from RAID_LEVEL; 6 reads as level 5 with flag 1, 7 as -1 */
+  int32_t fileSystem;   /* from FILE_SYSTEM */
+  int32_t flag;         /* 1 for RAID_LEVEL 6 */
+  uint8_t callers[164]; /* the caller's own, stored and returned as given */
+} DiskConfig;
+
+/* Nas1GetRaidStatus: lets the driver fill its RAID status record (RAID_STATUS_SIZE bytes); its first two words are then
+ * the RAID level and the flag of the disk configuration.
+ * Returns 0; -1 null argument or no driver; -2 refused by the driver (the two words are filled all the same). */
+int Nas1GetRaidStatus(void* status);
+
+/* Nas1GetDiskConfig: reads the disk configuration: from other keys, then what is stored under DISK_CONFIG over it.
+ * Returns 0; -1 for a null pointer. */
+int Nas1GetDiskConfig(DiskConfig* config);
+
+/* Nas1SetDiskConfig: stores the disk configuration in /etc/admin/system.gdbm and logs which program did it.
+ * Returns 0; -1 null pointer or failed store. */
+int Nas1SetDiskConfig(const DiskConfig* config);
+
+/* Nas1Shutdown: has the driver shut the appliance down. Returns the driver's result; -1 without a driver. */
+int Nas1Shutdown(void);
+
 /* ---- Modules ----------------------------------------------------------------------------------------------------- */
+
+/* An add-on module: 364 bytes, kept in /etc/admin/module.gdbm under its name. */
+typedef struct ModuleRecord {
+  char description[236];    /* begins with the NUL-terminated name; the rest is the front end's own */
+  char removalCommand[128]; /* NUL-terminated; run before the module is taken out; empty for none */
+} ModuleRecord;
+
+/* Nas1ModuleAdd: adds a module; a null record or an empty name aborts the process.
+ * Returns 0; -1 when the name exists or the store failed. */
+int Nas1ModuleAdd(const ModuleRecord* record);
+
+/* Nas1ModuleMod: replaces a module's record, or adds it. Returns 0; -1 null record, empty name or failed store. */
+int Nas1ModuleMod(const ModuleRecord* record);
+
+/* Nas1ModuleDel: runs the module's removal command, then deletes its record. A null name aborts the process.
+ * Returns 0; -1 unknown module or failed deletion. */
+int Nas1ModuleDel(const char* name);
+
+/* Nas1ModuleList: copies records, in stored order, end to end.
+ *   start       index of the first module, from 0
+ *   count       most records; below 1 the call returns the number of modules
+ *   buffer      receives them; null aborts the process unless the call only counts
+ *   bufferSize  bytes in buffer
+ * Returns the number copied. */
+int Nas1ModuleList(int start, int count, void* buffer, int bufferSize);
 
 #ifdef __cplusplus
 }
