@@ -51,9 +51,11 @@ void takeSignal(int signals, Command& command) {
       reap(command);
       continue;
     }
-    const bool fromOutside = signal.ssi_code == SI_QUEUE && signal.ssi_pid == 0;
-    const bool fromTerminal = signal.ssi_int != 0;
-    if (!fromOutside || (fromTerminal && !command.ownSession)) continue;
+    // Signals that processes in here send to process 1 mean nothing. A command in the caller's group has had what was
+    // sent to the group or typed at the terminal; what the outer half passes on as sent to it alone, it has not.
+    const bool fromInside = signal.ssi_pid > 0;
+    const bool passedOn = signal.ssi_code == SI_QUEUE && signal.ssi_int == 0;
+    if (fromInside || (!command.ownSession && !passedOn)) continue;
     const int number = static_cast<int>(signal.ssi_signo);
     // Its whole group, as a terminal would; the command alone while it has not got its own session yet.
     if (!command.ownSession || kill(-command.pid, number) != 0) (void)kill(command.pid, number);
