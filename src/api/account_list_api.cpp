@@ -39,7 +39,7 @@ extern "C" int Nas1ListGroupMembers(char* group, int source, int start, int coun
   return listMemberships(source, &ProtocolOps::listMembers, group, start, count, buffer, size);
 }
 
-extern "C" int Nas1GetUserListFromRemoteServer(int source, const char* server) {
+extern "C" int Nas1GetUserListFromRemoteServer(int source, char* server) {
   return callRow(source, &ProtocolOps::getUserListFromRemote, 0, server);
 }
 

@@ -33,7 +33,8 @@ struct ProtocolOps {
   int (*getUserPasswd)(const char* user, char* out, int size) = nullptr;
   int (*setUserPasswd)(const char* user, const char* password) = nullptr;
   // Slots 15 to 20. Accounts of a remote server: fetch into the list file, count, show; users, then groups.
-  int (*getUserListFromRemote)(const char* server) = nullptr;
+  // The server of the first may be upper-cased in place.
+  int (*getUserListFromRemote)(char* server) = nullptr;
   int (*getUserListCountInRemote)() = nullptr;
   int (*showUserListInRemote)(char** names) = nullptr;
   int (*getGroupListFromRemote)(const char* server) = nullptr;

@@ -180,7 +180,7 @@ int cifsGetGroupList(int start, int count, void* buffer, int size) {
 
 int cifsCheckPDCExist(const char* name) { return runOnController("/bin/probepdc", name); }
 
-int cifsGetUserListFromPDC(const char* name) { return runOnController(controllerUsers.fetch, name); }
+int cifsGetUserListFromPDC(char* name) { return runOnController(controllerUsers.fetch, name); }
 
 int cifsGetGroupListFromPDC(const char* name) { return runOnController(controllerGroups.fetch, name); }
 

@@ -29,7 +29,7 @@ int cifsGetGroupList(int start, int count, void* buffer, int size);
 
 // Probes a domain controller, or fetches its accounts into /etc/samba/pdcusers and pdcgroups. Return 0; -1.
 int cifsCheckPDCExist(const char* name);
-int cifsGetUserListFromPDC(const char* name);
+int cifsGetUserListFromPDC(char* name);
 int cifsGetGroupListFromPDC(const char* name);
 // The number on the first line of the list file; 0 without one.
 int cifsGetUserListCountInPDC();
