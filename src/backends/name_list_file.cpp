@@ -1,13 +1,22 @@
 #include "backends/name_list_file.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 static constexpr char kUnit[] = "name_list_file.cpp";
-static constexpr int kLineSize = 80;  // NUL included
-static_assert(kLineSize <= kListNameSize);
+static_assert(kListLineSize <= kListNameSize);
+
+bool readListLine(std::FILE* file, char* line) {
+  int c = std::getc(file);
+  if (c == EOF) return false;
+  int length = 0;
+  for (; c != '\n' && c != EOF; c = std::getc(file)) {
+    if (length < kListLineSize - 1) line[length++] = static_cast<char>(c);
+  }
+  line[length] = '\0';
+  return true;
+}
 
 namespace {
 
@@ -17,34 +26,22 @@ struct ListFile {
   int count = 0;  // what the first line says
 
   explicit ListFile(const char* path) : file(std::fopen(path, "re")) {
-    char line[kLineSize];
-    if (file != nullptr && nextLine(line)) count = std::max(std::atoi(line), 0);
+    char line[kListLineSize];
+    if (file != nullptr && readListLine(file, line)) count = std::max(std::atoi(line), 0);
   }
   ~ListFile() {
     if (file != nullptr) (void)std::fclose(file);
   }
   ListFile(const ListFile&) = delete;
   ListFile& operator=(const ListFile&) = delete;
-
-  // Reads one line without its newline; what does not fit is dropped. False at the end of the file.
-  bool nextLine(char* line) const {
-    if (std::fgets(line, kLineSize, file) == nullptr) return false;
-    const std::size_t length = std::strcspn(line, "\n");
-    if (line[length] == '\n') {
-      line[length] = '\0';
-    } else {
-      for (int c = std::getc(file); c != '\n' && c != EOF;) c = std::getc(file);
-    }
-    return true;
-  }
 };
 
 // How many names a file has, as far as its first line announces them.
 int presentNames(const char* path) {
   const ListFile list(path);
-  char line[kLineSize];
+  char line[kListLineSize];
   int present = 0;
-  while (list.file != nullptr && present < list.count && list.nextLine(line)) ++present;
+  while (list.file != nullptr && present < list.count && readListLine(list.file, line)) ++present;
   return present;
 }
 
@@ -62,14 +59,14 @@ bool nameListShow(const char* path, char** names) {
     return false;
   }
   for (int i = 0; i < list.count; ++i) {
-    if (!list.nextLine(names[i])) names[i][0] = '\0';
+    if (!readListLine(list.file, names[i])) names[i][0] = '\0';
   }
   return true;
 }
 
 NameList::NameList(const char* path)
     : count(presentNames(path)),
-      block(kUnit, __LINE__, static_cast<std::size_t>(count) * (sizeof(char*) + kLineSize)),
+      block(kUnit, __LINE__, static_cast<std::size_t>(count) * (sizeof(char*) + kListLineSize)),
       names(static_cast<char**>(block.data)) {
   if (names == nullptr) {
     count = 0;
@@ -79,7 +76,7 @@ NameList::NameList(const char* path)
   char* name = reinterpret_cast<char*>(names + count);
   const ListFile list(path);
   int present = 0;
-  for (; list.file != nullptr && present < count && list.nextLine(name); ++present, name += kLineSize) {
+  for (; list.file != nullptr && present < count && readListLine(list.file, name); ++present, name += kListLineSize) {
     names[present] = name;
   }
   count = present;

@@ -2,9 +2,16 @@
 // List files that external commands leave with the accounts of a remote server: the first line holds the number of
 // names, each further line one name. Lines are read with a limit of 80 bytes.
 
+#include <cstdio>
+
 #include "core/memory.h"
 
+inline constexpr int kListLineSize = 80;   // bytes of a line, NUL in the newline's place
 inline constexpr int kListNameSize = 128;  // bytes of a name's buffer, NUL included
+
+// Reads one line into kListLineSize bytes, without its newline; what does not fit is dropped. False at the end of the
+// file.
+bool readListLine(std::FILE* file, char* line);
 
 // The number on the first line, 0 for a text or a negative number; `missing` when the file cannot be opened.
 int nameListCount(const char* path, int missing);
