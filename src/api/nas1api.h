@@ -493,6 +493,13 @@ int Nas1GetGroupListFromRemoteServer(int source, const char* server);
 int Nas1GetGroupListCountInRemoteServer(int source);
 int Nas1ShowGroupListInRemoteServer(int source, char** names);
 
+/* ---- SNMP -------------------------------------------------------------------------------------------------------- */
+
+/* NasSendSNMPtrap: sends the trap of an event to the configured receivers, in the background.
+ *   code  event code; the trap's specific number is one higher
+ * Returns 0, also when traps are switched off (nothing is sent then); -1 when the agent is switched off. */
+int NasSendSNMPtrap(int code);
+
 /* ---- Samba share list -------------------------------------------------------------------------------------------- */
 
 /* Path of the share list that the CIFS back-end writes, "/etc/samba/smb.conf"; a process may point it elsewhere. */

@@ -2,7 +2,11 @@
 
 #include "accounts/local_users.h"
 #include "accounts/membership.h"
+#include "backends/afp.h"
 #include "backends/cifs.h"
+#include "backends/ftp.h"
+#include "backends/ncp.h"
+#include "backends/snmp.h"
 #include "config/numeric_config.h"
 #include "share/share_database.h"
 
@@ -29,10 +33,23 @@ const ProtocolOps protocolOps[PROTO_COUNT] = {
                     .getGroupListCountInRemote = cifsGetGroupListCountInPDC,
                     .showGroupListInRemote = cifsShowGroupListInPDC},
     /* 2 nfs    */ {},
-    /* 3 ncp    */ {},
-    /* 4 afp    */ {},
-    /* 5 ftp    */ {},
-    /* 6 snmp   */ {},
+    /* 3 ncp    */ {.restart = ncpRestart,
+                    .shareAdd = ncpShareAdd, .shareDel = ncpShareDel, .shareMod = ncpShareMod,
+                    .listConnection = ncpListConnection, .netDisconnect = ncpNetDisconnect,
+                    .setConfig = ncpSetConfig, .sysEvent = ncpSysEvent,
+                    .getGroupList = ncpGetGroupList, .getUserList = ncpGetUserList,
+                    .getUserListFromRemote = ncpGetUserListFromBindery,
+                    .getUserListCountInRemote = ncpGetUserListCountInBindery,
+                    .showUserListInRemote = ncpShowUserListInBindery,
+                    .getGroupListFromRemote = ncpGetGroupListFromBindery,
+                    .getGroupListCountInRemote = ncpGetGroupListCountInBindery,
+                    .showGroupListInRemote = ncpShowGroupListInBindery},
+    /* 4 afp    */ {.restart = afpRestart, .dbUpdate = afpDbUpdate,
+                    .shareAdd = afpShareAdd, .shareDel = afpShareDel, .shareMod = afpShareMod,
+                    .listConnection = afpListConnection, .netDisconnect = afpNetDisconnect,
+                    .setConfig = afpSetConfig, .sysEvent = afpSysEvent},
+    /* 5 ftp    */ {.restart = ftpRestart, .setConfig = ftpSetConfig},
+    /* 6 snmp   */ {.restart = snmpRestart, .setConfig = snmpSetConfig},
 };
 // clang-format on
 

@@ -6,5 +6,9 @@
 #pragma GCC visibility push(default)
 extern "C" {
 int cifsSetConfig(int id, int size, void* value);
+int ncpSetConfig(int id, int size, void* value);
+int afpSetConfig(int id, int size, void* value);
+int ftpSetConfig(int id, int size, void* value);
+int snmpSetConfig(int id, int size, void* value);
 }
 #pragma GCC visibility pop
