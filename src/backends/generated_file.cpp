@@ -17,9 +17,19 @@ static std::FILE* openLocked(const char* path, int flags, const char* mode) {
   return file;
 }
 
-LockedFile::LockedFile(const char* filePath, FileUse use)
-    : path(filePath),
-      file(use == FileUse::reading ? openLocked(filePath, O_RDONLY, "r") : openLocked(filePath, O_RDWR, "r+")) {}
+static std::FILE* openFor(const char* path, FileUse use) {
+  switch (use) {
+    case FileUse::reading:
+      return openLocked(path, O_RDONLY, "r");
+    case FileUse::rewriting:
+      return openLocked(path, O_RDWR, "r+");
+    case FileUse::appending:
+      return openLocked(path, O_WRONLY | O_APPEND | O_CREAT, "a");
+  }
+  return nullptr;
+}
+
+LockedFile::LockedFile(const char* filePath, FileUse use) : path(filePath), file(openFor(filePath, use)) {}
 
 LockedFile::~LockedFile() {
   if (file == nullptr) return;
