@@ -287,6 +287,44 @@ int Nas1SetPermittedList(const char* share, int protocol, int count, const Permi
 
 /* ---- NFS hosts --------------------------------------------------------------------------------------------------- */
 
+/* How a client may use a share: bits of NfsHostEntry.flags. */
+enum {
+  NFS_HOST_WRITE = 0x01,       /* may write; without it only read */
+  NFS_HOST_ROOT_SQUASH = 0x02, /* its root becomes nobody; without effect beside NFS_HOST_ALL_SQUASH */
+  NFS_HOST_ALL_SQUASH = 0x04,  /* all its users become one: anonuid, or 32767 */
+  NFS_HOST_MASK = 0x10,        /* host is a network, mask its netmask */
+  NFS_HOST_ANONGID = 0x20,     /* anongid holds */
+  NFS_HOST_ANONUID = 0x40      /* anonuid holds */
+};
+
+/* A client, or a network of clients, that may mount a share. Lists hold entries end to end: step by size. */
+typedef struct NfsHostEntry {
+  uint32_t size;   /* bytes in this entry: at least 33 + length of host */
+  uint32_t flags;  /* NFS_HOST_ bits */
+  int32_t anonuid; /* user id of squashed users */
+  int32_t anongid; /* group id of squashed users */
+  char mask[16];   /* netmask as text */
+  char host[1];    /* start of the NUL-terminated name, address or network; the rest runs on past the struct */
+} __attribute__((packed)) NfsHostEntry;
+
+/* Nas1ShareGetPermittedNfsSize: stores the number of entries in a share's list and the bytes that they need; both are 0
+ * for a share without a list; either pointer may be null.
+ * Returns 0; -1 for a null or empty share, and when the list cannot be read. */
+int Nas1ShareGetPermittedNfsSize(const char* share, int* count, int* bytes);
+
+/* Nas1ShareGetPermittedNfs: copies the first entries of a share's list.
+ *   count  most entries to copy
+ *   out    receives NfsHostEntries end to end; cleared first
+ *   size   bytes in out; only whole entries are copied
+ * Returns the number of entries copied; 0 for a bad argument and a share without a list. */
+int Nas1ShareGetPermittedNfs(const char* share, int count, void* out, int size);
+
+/* Nas1ShareSetPermittedNfs: replaces a share's list in /etc/admin/share_nfs.gdbm with count entries, end to end, and,
+ * unless a share batch is on, rewrites /etc/exports. A list of 0 entries counts as none.
+ * Returns 0, also when nothing was done for a null argument or a negative count; -1 for an empty share, an entry whose
+ * size does not hold its host name, a record file that cannot be opened, or exports that cannot be written. */
+int Nas1ShareSetPermittedNfs(const char* share, int count, const void* entries);
+
 /* ---- Volumes ----------------------------------------------------------------------------------------------------- */
 
 /* A mounted data area: 248 bytes. */

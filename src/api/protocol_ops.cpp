@@ -6,6 +6,7 @@
 #include "backends/cifs.h"
 #include "backends/ftp.h"
 #include "backends/ncp.h"
+#include "backends/nfs.h"
 #include "backends/snmp.h"
 #include "config/numeric_config.h"
 #include "share/share_database.h"
@@ -32,7 +33,9 @@ const ProtocolOps protocolOps[PROTO_COUNT] = {
                     .getGroupListFromRemote = cifsGetGroupListFromPDC,
                     .getGroupListCountInRemote = cifsGetGroupListCountInPDC,
                     .showGroupListInRemote = cifsShowGroupListInPDC},
-    /* 2 nfs    */ {},
+    /* 2 nfs    */ {.restart = nfsRestart, .dbUpdate = nfsDbUpdate,
+                    .shareAdd = nfsShareAdd, .shareDel = nfsShareDel, .shareMod = nfsShareMod,
+                    .setConfig = nfsSetConfig, .sysEvent = nfsSysEvent},
     /* 3 ncp    */ {.restart = ncpRestart,
                     .shareAdd = ncpShareAdd, .shareDel = ncpShareDel, .shareMod = ncpShareMod,
                     .listConnection = ncpListConnection, .netDisconnect = ncpNetDisconnect,

@@ -6,6 +6,7 @@
 #pragma GCC visibility push(default)
 extern "C" {
 int cifsSetConfig(int id, int size, void* value);
+int nfsSetConfig(int id, int size, void* value);
 int ncpSetConfig(int id, int size, void* value);
 int afpSetConfig(int id, int size, void* value);
 int ftpSetConfig(int id, int size, void* value);
