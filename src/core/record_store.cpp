@@ -58,6 +58,12 @@ bool stillAtPath(const struct stat& opened, const char* path) {
   return stat(path, &named) == 0 && named.st_ino == opened.st_ino && named.st_dev == opened.st_dev;
 }
 
+void reorganise(GDBM_FILE handle) {
+  (void)gdbm_reorganize(handle);
+  // The handle now stands on the new file, which GDBM opened without the flag.
+  (void)fcntl(gdbm_fdesc(handle), F_SETFD, FD_CLOEXEC);
+}
+
 }  // namespace
 
 extern "C" GDBM_FILE openRecordset(const char* path, int blockSize, int mode, int permissions) {
@@ -67,7 +73,7 @@ extern "C" GDBM_FILE openRecordset(const char* path, int blockSize, int mode, in
       struct stat status;
       const bool known = fstat(gdbm_fdesc(handle), &status) == 0;
       if (!known || stillAtPath(status, path)) {
-        if (mode == GDBM_WRCREAT && known && status.st_size >= kReorganiseBytes) (void)gdbm_reorganize(handle);
+        if (mode == GDBM_WRCREAT && known && status.st_size >= kReorganiseBytes) reorganise(handle);
         return handle;
       }
       (void)gdbm_close(handle);
