@@ -5,10 +5,11 @@
 #include "api/nas1api.h"
 #include "api/protocol_ops.h"
 
-// Both lists of a source; without room for a single item the row is asked for the number of accounts.
+// Both lists of a source; without room for a single item the row is asked for the number of accounts. A source without
+// such a list leaves the buffer alone.
 static int listAccounts(int source, int (*ProtocolOps::*slot)(int, int, void*, int), int start, int count, void* buffer,
                         int size) {
-  if (size < 0) return 0;
+  if (size < 0 || !rowHas(source, slot)) return 0;
   if (count < 1 || buffer == nullptr || size == 0) return callRow(source, slot, 0, start, -1, buffer, size);
   std::memset(buffer, 0, static_cast<std::size_t>(size));
   return callRow(source, slot, 0, start < 0 ? 0 : start, count, buffer, size);

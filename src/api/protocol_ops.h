@@ -73,10 +73,14 @@ int broadcast(std::span<const ProtocolOps> rows, int (*ProtocolOps::*slot)(P...)
   return result;
 }
 
+// Whether a protocol is known and its row has a slot.
+template <typename... P>
+bool rowHas(int protocol, int (*ProtocolOps::*slot)(P...)) {
+  return static_cast<unsigned>(protocol) < PROTO_COUNT && protocolOps[protocol].*slot != nullptr;
+}
+
 // Calls one slot of one protocol's row; `absent` for an unknown protocol and an empty slot.
 template <typename... P, typename... A>
 int callRow(int protocol, int (*ProtocolOps::*slot)(P...), int absent, A... arguments) {
-  if (static_cast<unsigned>(protocol) >= PROTO_COUNT) return absent;
-  const auto operation = protocolOps[protocol].*slot;
-  return operation == nullptr ? absent : operation(arguments...);
+  return rowHas(protocol, slot) ? (protocolOps[protocol].*slot)(arguments...) : absent;
 }
