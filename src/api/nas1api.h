@@ -160,7 +160,7 @@ typedef struct ShareInfo {
  * its two passwords from DEFAULT_SHARE_RO_PASSWD and DEFAULT_SHARE_RW_PASSWD (the value "name" stands for the share's
  * name). name     trimmed of blanks in place; at most 31 characters, not empty (an empty name aborts the process)
  *   comment  at most 63 characters
- *   path     the share's directory
+ *   path     the share's directory, not empty
  * Returns 0; -1 for a bad argument, a name that exists, or a failed store. */
 int Nas1ShareAdd(char* name, const char* comment, const char* path);
 
@@ -229,7 +229,7 @@ int NasSysRmdir(const char* path);
 /* NasAddSlash: copies sourceLength bytes (NUL included) of source to destination, each backslash, backquote and double
  * quote with a backslash before it, ready to stand between double quotes in a shell command; terminated.
  *   size  bytes in destination, at least twice sourceLength, else the process aborts
- * Returns the bytes written, the copied NUL included. */
+ * Returns the bytes written, the copied NUL included; -1 for a negative sourceLength. */
 int NasAddSlash(int size, char* destination, int sourceLength, const char* source);
 
 /* ---- Permissions ------------------------------------------------------------------------------------------------- */
