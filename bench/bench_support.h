@@ -1,0 +1,27 @@
+#pragma once
+// What the benchmarks share: record files filled to a size, and the bare sequences of GDBM calls that library calls are
+// measured against. Everything runs in a throw-away appliance, on its real paths.
+
+#include <gdbm.h>
+
+#include <cstdint>
+#include <string>
+
+// Removes every record file and generated file; no Samba runs.
+void emptyAppliance();
+
+// Lets the CIFS back-end believe that Samba runs (it looks at PID files only), or not.
+void pretendSambaRuns(bool runs);
+
+// Stores shares SHARE00000 on, straight into the record file.
+void storeShares(int count);
+
+// Opens a record file the way the library has to: close-on-exec, no fatal handler. Ends the program on failure.
+GDBM_FILE bareOpen(const char* path, int mode);
+
+// The bare sequences: open, one call, close.
+std::string bareFetch(const char* path, const std::string& key, bool mapped = true);
+void bareStore(const char* path, const std::string& key, const void* value, std::size_t bytes);
+
+// Walks and fetches every record; returns the bytes seen.
+std::size_t bareWalk(const char* path);
