@@ -31,11 +31,11 @@ static constexpr std::size_t listBytes(std::size_t entries) {
 // The entries of a stored list, for reading or changing in place; nothing when the value does not hold what it counts.
 static std::optional<std::span<PermittedItem>> entriesOf(const FetchedValue& value) {
   if (value.bytes < sizeof(PermittedListHeader)) return std::nullopt;
-  const int count = reinterpret_cast<const PermittedListHeader*>(value.data)->count;
-  const std::size_t room = (value.bytes - sizeof(PermittedListHeader)) / sizeof(PermittedItem);
-  if (count < 0 || static_cast<std::size_t>(count) > room) return std::nullopt;
+  // A negative count is one that is too large.
+  const auto count = static_cast<std::uint32_t>(reinterpret_cast<const PermittedListHeader*>(value.data)->count);
+  if (count > (value.bytes - sizeof(PermittedListHeader)) / sizeof(PermittedItem)) return std::nullopt;
   auto* const first = reinterpret_cast<PermittedItem*>(value.data + sizeof(PermittedListHeader));
-  return std::span(first, static_cast<std::size_t>(count));
+  return std::span(first, count);
 }
 
 static void setCount(void* list, std::size_t count) {
