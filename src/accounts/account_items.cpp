@@ -96,18 +96,15 @@ int createItem(int kind, int source, const char* name) {
   char record[kLargestRecord] = {};
   char* const item = record + kItemOffset;
   describe(layout, item, source, name);
-  const int id = allocateId(static_cast<ItemKind>(kind));
-  if (id == kIdOverflow) return -1;
-  setWord(item, layout.id, static_cast<std::uint32_t>(id));
   {
-    RecordFile accounts(layout.file, Access::change);
-    // Kept: the id stays marked.
-    if (accounts.handle == nullptr) return -1;
-    const int stored = accounts.store(ItemKey(source, name).text, record, layout.recordBytes, GDBM_INSERT);
-    accounts.close();
-    // Another process has made the same account meanwhile.
-    if (stored != 0) {
-      (void)Nas1DelUidGid(kind, id);
+    const RecordFile accounts(layout.file, Access::change);
+    const int id = allocateId(static_cast<ItemKind>(kind), accounts.handle != nullptr ? &accounts : nullptr);
+    // Kept: the id stays marked when the file cannot be opened for changes.
+    if (id == kIdOverflow || accounts.handle == nullptr) return -1;
+    setWord(item, layout.id, static_cast<std::uint32_t>(id));
+    if (accounts.store(ItemKey(source, name).text, record, layout.recordBytes, GDBM_INSERT) != 0) {
+      // Another process has made the same account meanwhile.
+      (void)freeId(static_cast<ItemKind>(kind), static_cast<std::uint32_t>(id), &accounts);
       return -1;
     }
   }
@@ -215,8 +212,8 @@ extern "C" int sysDelCommonItem(int kind, int source, const char* name) {
     id = itemWord(item, layout.id);
     quota = itemWord(item, layout.quota);
     (void)accounts.remove(key.text);
+    (void)freeId(static_cast<ItemKind>(kind), id, &accounts);
   }
-  (void)Nas1DelUidGid(kind, static_cast<int>(id));
   if (quota != 0) applyQuota(layout, id, 0);
   return 0;
 }

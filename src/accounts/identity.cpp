@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
-#include "core/record_store.h"
 #include "events/event_log.h"
 
 static constexpr char kUnit[] = "uid";
@@ -38,7 +38,7 @@ bool readLoaded(ItemKind kind, int* count) {
 std::uint32_t configuredStart(ItemKind kind) {
   std::uint32_t start = 0;
   (void)NasGetConfig(kStartKeys[kind], sizeof start, &start, nullptr);
-  return start < kRange ? start : 0;
+  return start;
 }
 
 // Marks the id of every record of the account file.
@@ -65,8 +65,9 @@ int publish(ItemKind kind, const Identities& found) {
   return found.count;
 }
 
-// Makes sure that the bitmap of a kind is loaded. Returns false when the account file cannot be opened.
-bool load(ItemKind kind, int* count) {
+// Makes sure that the bitmap of a kind is loaded. `held` is the account file where the caller has it open: it must not
+// be opened twice. Returns false when the file cannot be opened.
+bool load(ItemKind kind, const RecordFile* held, int* count) {
   if (readLoaded(kind, count)) return true;
   *count = 0;
   const TrackedBuffer bitmap(kUnit, __LINE__, kRange);
@@ -75,7 +76,9 @@ bool load(ItemKind kind, int* count) {
   Identities found = {.next = configuredStart(kind), .bitmap = static_cast<std::uint8_t*>(bitmap.data)};
   // The walk comes before the lock, which holds others off for no more than 10 ms; the file stays open to the end, so
   // that nothing is stored between the walk and the lock.
-  const RecordFile accounts(itemLayouts[kind].file, Access::walk);
+  std::optional<RecordFile> opened;
+  if (held == nullptr) opened.emplace(itemLayouts[kind].file, Access::walk);
+  const RecordFile& accounts = held != nullptr ? *held : *opened;
   if (accounts.handle == nullptr) return false;
   collect(kind, accounts, &found);
   *count = publish(kind, found);
@@ -100,9 +103,9 @@ std::uint32_t takeFree(IdentitySegment* segment, ItemKind kind) {
 
 }  // namespace
 
-int allocateId(ItemKind kind) {
+int allocateId(ItemKind kind, const RecordFile* held) {
   int loaded = 0;
-  if (!load(kind, &loaded)) return kIdOverflow;
+  if (!load(kind, held, &loaded)) return kIdOverflow;
   std::uint32_t index = kRange;
   {
     const SegmentLock<IdentitySegment> segment(PROTO_SYSTEM);
@@ -124,18 +127,11 @@ int allocateId(ItemKind kind) {
   return kFirstId + static_cast<int>(index);
 }
 
-extern "C" int sysItemCount(int kind) {
-  if (static_cast<unsigned>(kind) >= KIND_COUNT) return 0;
-  int count = 0;
-  (void)load(static_cast<ItemKind>(kind), &count);
-  return count;
-}
-
-extern "C" int Nas1DelUidGid(int kind, int id) {
-  const std::uint32_t index = static_cast<std::uint32_t>(id) - static_cast<std::uint32_t>(kFirstId);
-  if (static_cast<unsigned>(kind) >= KIND_COUNT || index >= kRange) return -1;
+int freeId(ItemKind kind, std::uint32_t id, const RecordFile* held) {
+  const std::uint32_t index = id - static_cast<std::uint32_t>(kFirstId);
+  if (index >= kRange) return -1;
   int loaded = 0;
-  if (!load(static_cast<ItemKind>(kind), &loaded)) return 0;
+  if (!load(kind, held, &loaded)) return 0;
   std::uint8_t was = 0;
   {
     const SegmentLock<IdentitySegment> segment(PROTO_SYSTEM);
@@ -149,4 +145,16 @@ extern "C" int Nas1DelUidGid(int kind, int id) {
   }
   (void)nas1_log(0, 2, "Del UID_GID[%d][%d]=%d Errors!", kind, static_cast<int>(index), was);
   return 0;
+}
+
+extern "C" int sysItemCount(int kind) {
+  if (static_cast<unsigned>(kind) >= KIND_COUNT) return 0;
+  int count = 0;
+  (void)load(static_cast<ItemKind>(kind), nullptr, &count);
+  return count;
+}
+
+extern "C" int Nas1DelUidGid(int kind, int id) {
+  if (static_cast<unsigned>(kind) >= KIND_COUNT) return -1;
+  return freeId(static_cast<ItemKind>(kind), static_cast<std::uint32_t>(id), nullptr);
 }

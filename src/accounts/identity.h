@@ -3,6 +3,7 @@
 // the account files when it is not loaded.
 
 #include "accounts/account_items.h"
+#include "core/record_store.h"
 #include "status/segment.h"
 
 inline constexpr int kFirstId = 32768;
@@ -15,5 +16,11 @@ int sysItemCount(int kind);
 }
 #pragma GCC visibility pop
 
+// Both look at the account file when the bitmap is not loaded. A caller that stores or deletes the id's record passes
+// the file as it holds it open for that: nobody else can then load the bitmap between the record and its mark.
+
 // Takes a free id of a kind. Returns it; kIdOverflow when none is left (which is logged) or nothing can be allocated.
-int allocateId(ItemKind kind);
+int allocateId(ItemKind kind, const RecordFile* held);
+
+// Gives an id back. Returns 0, also for a free one (which is logged); -1 for a number outside the range.
+int freeId(ItemKind kind, std::uint32_t id, const RecordFile* held);

@@ -1,0 +1,118 @@
+// Many processes at the account files at once, and processes that are killed at any point.
+
+#include <sys/wait.h>
+
+#include <csignal>
+#include <map>
+#include <random>
+
+#include "accounts/identity.h"
+#include "stored_accounts.h"
+
+namespace {
+
+using Steps = std::minstd_rand;
+
+struct IdentityRaces : ApplianceTest {
+  void SetUp() override {
+    ApplianceTest::SetUp();
+    withoutDefaultQuota();
+  }
+};
+
+// Adds and deletes users of one process. A file that others keep busy for too long refuses, which is no fault.
+// Returns 0; 1 when a user that was added is not there at the end.
+int addAndDelete(int process, int steps, unsigned seed) {
+  Steps random(seed);
+  std::vector<std::string> mine;
+  UserItem item = {};
+  int size = 0;
+  for (int i = 0; i < steps; ++i) {
+    if (mine.size() < 3 || random() % 3 != 0) {
+      const std::string name = "P" + std::to_string(process) + "." + std::to_string(i);
+      if (sysAddUserItem(PROTO_SYSTEM, name.c_str(), &item, &size) != 0) continue;
+      mine.push_back(name);
+    } else {
+      const std::size_t at = random() % mine.size();
+      if (sysDelUserItem(PROTO_SYSTEM, mine[at].c_str()) == 0) mine.erase(mine.begin() + static_cast<long>(at));
+    }
+  }
+  for (const std::string& name : mine) {
+    if (sysCheckCommonItemNotExist(KIND_USER, PROTO_SYSTEM, name.c_str()) == 0) return 1;
+  }
+  return 0;
+}
+
+pid_t start(int process, int steps) {
+  const pid_t pid = fork();
+  if (pid == 0) _exit(addAndDelete(process, steps, static_cast<unsigned>(process)));
+  return pid;
+}
+
+// The ids of all records; each must be there once and be marked.
+std::set<unsigned> expectDistinctMarkedIds() {
+  std::map<unsigned, Lines> owners;
+  for (const std::string& key : storedKeys("user_id.gdbm")) {
+    owners[storedItem<UserItem>(key.substr(0, key.size() - 1), key.back() - '0').uid].push_back(key);
+  }
+  (void)sysUserItemCount();
+  const std::set<unsigned> marked = Identities().marked(KIND_USER);
+  std::set<unsigned> ids;
+  for (const auto& [id, keys] : owners) {
+    EXPECT_EQ(1u, keys.size()) << "id " << id << " of " << keys.front() << " and " << keys.back();
+    EXPECT_TRUE(marked.contains(id)) << "id " << id << " would be handed out again";
+    ids.insert(id);
+  }
+  return ids;
+}
+
+}  // namespace
+
+TEST_F(IdentityRaces, EightProcessesEndWithDistinctIdsAndACountThatFits) {
+  // The second time the ids reach the end of the range, and every process loads the bitmap again and again.
+  for (const unsigned first : {0u, 32212u - 150u}) {
+    ApplianceTest::SetUp();
+    withoutDefaultQuota();
+    storeNumber("UID_START", first);
+    std::vector<pid_t> processes;
+    for (int process = 0; process < 8; ++process) processes.push_back(start(process, 60));
+    for (const pid_t pid : processes) {
+      int status = 0;
+      (void)waitpid(pid, &status, 0);
+      EXPECT_EQ(0, status);
+    }
+    const std::set<unsigned> ids = expectDistinctMarkedIds();
+    EXPECT_GT(ids.size(), 100u);
+    EXPECT_EQ(ids.size(), static_cast<std::size_t>(sysUserItemCount())) << "from " << first;
+    EXPECT_EQ(ids, Identities().marked(KIND_USER)) << "from " << first;
+    EXPECT_EQ(Lines(), applianceLog()) << "no id was given back that was not taken";
+  }
+}
+
+TEST_F(IdentityRaces, AKilledProcessLeavesNoIdThatIsHandedOutTwice) {
+  storeNumber("UID_START", 32212 - 40);
+  Steps random(4711);
+  std::vector<pid_t> processes;
+  int started = 0;
+  for (; started < 4; ++started) processes.push_back(start(started, 100000));
+  for (int kills = 0; kills < 80; ++kills) {
+    (void)usleep(static_cast<useconds_t>(random() % 20000));
+    pid_t& victim = processes[random() % processes.size()];
+    (void)kill(victim, SIGKILL);
+    (void)waitpid(victim, nullptr, 0);
+    victim = start(started++, 100000);
+  }
+  for (const pid_t pid : processes) {
+    (void)kill(pid, SIGKILL);
+    (void)waitpid(pid, nullptr, 0);
+  }
+  const std::set<unsigned> ids = expectDistinctMarkedIds();
+  EXPECT_GT(ids.size(), 100u);
+  for (int i = 0; i < 50; ++i) {
+    UserItem item = {};
+    int size = 0;
+    ASSERT_EQ(0, sysAddUserItem(PROTO_CIFS, std::to_string(i).c_str(), &item, &size));
+    EXPECT_FALSE(ids.contains(item.uid)) << item.uid;
+  }
+  EXPECT_EQ(ids.size() + 50, expectDistinctMarkedIds().size());
+}
