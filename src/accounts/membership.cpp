@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "accounts/account_items.h"
-#include "accounts/local_users.h"
 #include "core/assert.h"
 
 static constexpr char kUnit[] = "membership.cpp";
@@ -46,12 +45,12 @@ bool isMember(const UserItem& user, std::uint32_t gid) {
   return std::find(std::begin(user.groups), std::end(user.groups), gid) != std::end(user.groups);
 }
 
-// Puts a gid into slot 0, the one that was there into the gid's old slot or the first empty one. False when all slots
-// are taken by others.
+// Puts a gid into slot 0, the one that was there into the gid's old slot (the last, should it be in several) or the
+// first empty one. False when all slots are taken by others.
 bool makePrimary(UserItem* user, std::uint32_t gid) {
   auto* const slots = user->groups;
   auto* const slotsEnd = slots + kGroupSlots;
-  if (auto* const found = std::find(slots, slotsEnd, gid); found != slotsEnd) {
+  if (auto* const found = std::find_end(slots, slotsEnd, &gid, &gid + 1); found != slotsEnd) {
     std::swap(*slots, *found);
     return true;
   }
@@ -101,9 +100,9 @@ bool forEachMember(const char* group, Visit visit) {
   return true;
 }
 
-bool hasPasswordRecord(const char* user) {
+bool hasPasswordRecord(char* user) {
   char password[NAS_NAME_SIZE];
-  return sysGetUserPasswd(user, password, sizeof password) >= 0;
+  return Nas1GetUserPasswd(PROTO_SYSTEM, user, password, sizeof password) >= 0;
 }
 
 }  // namespace
@@ -146,10 +145,13 @@ extern "C" int sysSetPrimaryGroup(int source, const char* user, const char* grou
 
 extern "C" int sysListGroups(const char* user, int start, int count, void* buffer, int size) {
   if (user == nullptr || buffer == nullptr) sysAssert(kUnit, __LINE__);
-  if (!hasPasswordRecord(user)) return -1;
+  if (Nas1CheckLength(user, NAS_NAME_SIZE) != 0) return -1;
+  char name[NAS_NAME_SIZE];  // upper-cased by the look at the password
+  std::strcpy(name, user);
+  if (!hasPasswordRecord(name)) return -1;
   UserItem userItem;
   int itemSize = 0;
-  if (sysGetUserItem(PROTO_SYSTEM, user, &userItem, &itemSize) < 0) return -1;
+  if (sysGetUserItem(PROTO_SYSTEM, name, &userItem, &itemSize) < 0) return -1;
   const AllItems<GroupItem> groups(kUnit, __LINE__);
   ItemWriter writer(buffer, size);
   const int first = std::max(start, 0);
