@@ -1,0 +1,34 @@
+#pragma once
+// The names of all settings. What a key is (type, size, whether it can be set) the library itself tells; only for the
+// keys that it knows by number alone that stands here.
+
+#include <span>
+#include <string>
+
+#include "errors.h"
+
+enum KeyKind {
+  KEY_PLAIN,      // a text may end up in a shell command
+  KEY_FREE_TEXT,  // a text for people
+  KEY_SECRET      // a password
+};
+
+struct ConfigKey {
+  const char* name;
+  int number = -1;  // -1: the key has none
+  KeyKind kind = KEY_PLAIN;
+  int numberedType = -1;  // CFG_ type of a key that has a number only
+  int numberedSize = 0;   // and its bytes
+
+  bool isNumberedOnly() const { return numberedType >= 0; }
+};
+
+// The named keys in the library's order, then those with a number only.
+std::span<const ConfigKey> configKeys();
+
+// findConfigKey: finds a key by name or by number.
+//   word      as given by the user
+//   key       receives the key
+//   byNumber  receives whether it is to be reached by its number
+// Returns DONE, or UNKNOWN_OBJECT with a complaint.
+ExitCode findConfigKey(const std::string& word, const ConfigKey*& key, bool& byNumber);

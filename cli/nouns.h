@@ -1,0 +1,15 @@
+#pragma once
+// The nouns of the command. Each registers its verbs, and only when it is the one that was asked for: start-up stays
+// short however many there are.
+
+#include "errors.h"
+
+namespace CLI {
+class App;
+}
+
+// A verb leaves its exit code in `result`.
+void registerShare(CLI::App& noun, ExitCode& result);
+void registerConfig(CLI::App& noun, ExitCode& result);
+void registerLog(CLI::App& noun, ExitCode& result);
+void registerConn(CLI::App& noun, ExitCode& result);

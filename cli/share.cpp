@@ -1,0 +1,286 @@
+// nas1 share: the shares of the appliance.
+
+#include <nas1api.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "nouns.h"
+#include "output.h"
+#include "record_files.h"
+#include "secret.h"
+#include "values.h"
+
+namespace {
+
+struct Arguments {
+  std::string name;
+  std::optional<std::string> path;
+  std::optional<std::string> comment;
+  std::string file;
+  bool readOnly = false;
+  bool readWrite = false;
+  bool yes = false;
+  bool allowUnsafe = false;
+  Output output;
+};
+Arguments arguments;
+
+constexpr int kHeadSize = static_cast<int>(sizeof(ShareInfo));
+constexpr std::size_t kPasswordLength = NAS_NAME_SIZE - 1;
+enum { READ_ONLY_PASSWORD = 0, READ_WRITE_PASSWORD = 1 };
+
+struct Share {
+  std::string name;
+  std::string comment;
+  std::string path;
+};
+
+std::string fieldText(const char* field, std::size_t size) { return {field, strnlen(field, size)}; }
+
+// Reads the block at the start of `bytes`, of which `room` are there.
+Share shareOf(const char* bytes, std::size_t room) {
+  ShareInfo head;
+  std::memcpy(&head, bytes, sizeof head);
+  const std::size_t pathAt = offsetof(ShareInfo, path);
+  const std::size_t end = std::min<std::size_t>(head.size, room);
+  return {fieldText(head.name, sizeof head.name), fieldText(head.comment, sizeof head.comment),
+          end > pathAt ? fieldText(bytes + pathAt, end - pathAt) : ""};
+}
+
+std::optional<Share> findShare(const std::string& name) {
+  const int size = Nas1GetShareInfoSize(name.c_str());
+  if (size < kHeadSize) return std::nullopt;
+  std::vector<char> block(static_cast<std::size_t>(size));
+  if (Nas1GetShareInfo(name.c_str(), block.data(), size) != 0) return std::nullopt;
+  return shareOf(block.data(), block.size());
+}
+
+std::vector<Share> allShares() {
+  int count = 0;
+  int bytes = 0;
+  (void)Nas1ShareCountSize(&count, &bytes);
+  std::vector<char> blocks(static_cast<std::size_t>(std::max(bytes, 0)));
+  const int listed = Nas1ShareList(0, count, blocks.data(), bytes);
+  std::vector<Share> shares;
+  std::size_t at = 0;
+  for (int i = 0; i < listed && blocks.size() - at >= sizeof(ShareInfo); ++i) {
+    std::uint32_t size;
+    std::memcpy(&size, blocks.data() + at, sizeof size);
+    if (size < sizeof(ShareInfo) || size > blocks.size() - at) break;
+    shares.push_back(shareOf(blocks.data() + at, size));
+    at += size;
+  }
+  std::sort(shares.begin(), shares.end(), [](const Share& a, const Share& b) { return a.name < b.name; });
+  return shares;
+}
+
+// After a share was not found: the record file's fault, or there is none of that name.
+ExitCode noSuchShare() {
+  if (const ExitCode fault = checkRecordFile(kShareFile, Use::read); fault != DONE) return fault;
+  return complain(UNKNOWN_OBJECT, "there is no share %s; nas1 share list shows them", arguments.name.c_str());
+}
+
+ExitCode checkPath(const std::string& path) {
+  if (!path.starts_with('/')) return complain(USAGE, "the path %s does not begin with /", path.c_str());
+  return checkSafe(Target::sharePath, "path", path, arguments.allowUnsafe);
+}
+
+ExitCode checkComment(const std::string& comment) {
+  if (Nas1CheckLength(comment.c_str(), NAS_COMMENT_SIZE) != 0) {
+    return complain(USAGE, "the comment has %zu characters; it may have %d", comment.size(), NAS_COMMENT_SIZE - 1);
+  }
+  return checkSafe(Target::shareComment, "comment", comment, arguments.allowUnsafe);
+}
+
+ExitCode checkName(std::string& name) {
+  // As the library does, which ends the process for a name of blanks.
+  Nas1Remove_ht_space(name.data());
+  name.resize(std::strlen(name.c_str()));
+  if (name.empty()) return complain(USAGE, "the name of the share is empty");
+  if (Nas1CheckLength(name.c_str(), NAS_NAME_SIZE) != 0) {
+    return complain(USAGE, "the name has %zu characters; it may have %d", name.size(), NAS_NAME_SIZE - 1);
+  }
+  return checkSafe(Target::shareName, "name", name, arguments.allowUnsafe);
+}
+
+ExitCode add() {
+  const std::string comment = arguments.comment.value_or("");
+  if (const ExitCode fault = checkName(arguments.name); fault != DONE) return fault;
+  if (const ExitCode fault = checkPath(*arguments.path); fault != DONE) return fault;
+  if (const ExitCode fault = checkComment(comment); fault != DONE) return fault;
+  if (Nas1GetShareInfoSize(arguments.name.c_str()) >= 0) {
+    return complain(REFUSED, "there is a share %s already; nas1 share mod changes it", arguments.name.c_str());
+  }
+  if (Nas1ShareAdd(arguments.name.data(), comment.c_str(), arguments.path->c_str()) != 0) {
+    return explainFailure(kShareFile, Use::change, "the share could not be added");
+  }
+  if (access(arguments.path->c_str(), F_OK) != 0)
+    tell("the share is there, but its folder %s could not be made", arguments.path->c_str());
+  return DONE;
+}
+
+bool folderIsKept() {
+  int reserved = 0;
+  return NasGetConfig("RESERVE_SHARE_PATH", sizeof reserved, &reserved, nullptr) >= 0 && reserved == 1;
+}
+
+bool isConfirmed() {
+  if (arguments.yes || isatty(STDIN_FILENO) != 1) return true;
+  (void)std::fputs("Go on? [y/N] ", stderr);
+  std::string answer;
+  return std::getline(std::cin, answer) && (answer == "y" || answer == "yes");
+}
+
+ExitCode del() {
+  const std::optional<Share> share = findShare(arguments.name);
+  if (!share) return noSuchShare();
+  // The folder would go even if the record could not: look first whether it can.
+  if (const ExitCode fault = checkRecordFile(kShareFile, Use::change); fault != DONE) return fault;
+  const bool kept = folderIsKept();
+  const char* const path = share->path.c_str();
+  if (!kept) {
+    if (const ExitCode fault = checkPath(share->path); fault != DONE) return fault;
+  }
+  tell(kept ? "the share %s goes; its folder %s stays" : "the share %s goes, and its folder %s with all that is in it",
+       share->name.c_str(), path);
+  if (!isConfirmed()) return complain(REFUSED, "nothing was changed");
+  if (Nas1ShareDel(arguments.name.c_str()) != 0) {
+    return explainFailure(kShareFile, Use::change, "the share could not be deleted");
+  }
+  if (!kept && access(path, F_OK) == 0)
+    return complain(LIBRARY_FAILED, "the share is gone, but its folder %s is still there", path);
+  return DONE;
+}
+
+ExitCode mod() {
+  if (!arguments.path && !arguments.comment)
+    return complain(USAGE, "nothing to change: give --comment, --path or both");
+  const std::optional<Share> share = findShare(arguments.name);
+  if (!share) return noSuchShare();
+  // What stays as it is was checked when it was set.
+  if (arguments.path) {
+    if (const ExitCode fault = checkPath(*arguments.path); fault != DONE) return fault;
+  }
+  if (arguments.comment) {
+    if (const ExitCode fault = checkComment(*arguments.comment); fault != DONE) return fault;
+  }
+  const std::string comment = arguments.comment.value_or(share->comment);
+  const std::string path = arguments.path.value_or(share->path);
+  if (Nas1ShareMod(arguments.name.c_str(), comment.c_str(), path.c_str()) != 0) {
+    return explainFailure(kShareFile, Use::change, "the share could not be changed");
+  }
+  if (path != share->path) tell("the old folder %s stays as it is", share->path.c_str());
+  return DONE;
+}
+
+ExitCode list() {
+  const std::vector<Share> shares = allShares();
+  // A file that cannot be opened lists like an empty one.
+  if (shares.empty()) {
+    if (const ExitCode fault = checkRecordFile(kShareFile, Use::read); fault != DONE) return fault;
+  }
+  Listing listing = {"shares", {"name", "comment", "path"}, {}};
+  for (const Share& share : shares) listing.rows.push_back({share.name, share.comment, share.path});
+  printListing(arguments.output, listing);
+  return DONE;
+}
+
+bool readPassword(const std::string& name, int which, std::string& password) {
+  char text[NAS_NAME_SIZE + 1] = {};
+  if (Nas1ShareGetPassword(name.c_str(), which, text) != 0) return false;
+  password = text;
+  return true;
+}
+
+ExitCode show() {
+  const std::optional<Share> share = findShare(arguments.name);
+  if (!share) return noSuchShare();
+  std::string readOnly;
+  std::string readWrite;
+  int isHome = 0;
+  const bool read = readPassword(share->name, READ_ONLY_PASSWORD, readOnly) &&
+                    readPassword(share->name, READ_WRITE_PASSWORD, readWrite) &&
+                    NasShareGetConfig(share->name.c_str(), "is_home", sizeof isHome, &isHome, nullptr) == 0;
+  if (!read) return explainFailure(kShareFile, Use::read, "the settings of the share could not be read");
+  printObject(arguments.output, "share",
+              {{"name", share->name},
+               {"comment", share->comment},
+               {"path", share->path},
+               {"home", isHome != 0},
+               {"read_only_password", secretCell(arguments.output, readOnly)},
+               {"read_write_password", secretCell(arguments.output, readWrite)}});
+  return DONE;
+}
+
+ExitCode passwd() {
+  if (arguments.readOnly == arguments.readWrite)
+    return complain(USAGE, "say which password: --read-only or --read-write");
+  if (!findShare(arguments.name)) return noSuchShare();
+  std::string password;
+  const char* const what = arguments.readWrite ? "read-write password" : "read-only password";
+  if (const ExitCode fault = readSecret(what, arguments.file, kPasswordLength, password); fault != DONE) return fault;
+  if (const ExitCode fault = checkSafe(Target::freeText, what, password, arguments.allowUnsafe); fault != DONE)
+    return fault;
+  const int which = arguments.readWrite ? READ_WRITE_PASSWORD : READ_ONLY_PASSWORD;
+  if (Nas1ShareSetPassword(arguments.name.c_str(), which, password.c_str()) != 0) {
+    return explainFailure(kShareFile, Use::change, "the password could not be set");
+  }
+  return DONE;
+}
+
+CLI::App* addVerb(CLI::App& noun, ExitCode& result, const char* name, const char* about, ExitCode (*run)()) {
+  CLI::App* const verb = noun.add_subcommand(name, about);
+  verb->callback([&result, run] { result = run(); });
+  return verb;
+}
+
+void addNameArgument(CLI::App& verb) { verb.add_option("NAME", arguments.name, "Name of the share")->required(); }
+
+void addUnsafeOption(CLI::App& verb) {
+  verb.add_flag("--allow-unsafe", arguments.allowUnsafe, "Hand a value on that a shell or daemon may misread");
+}
+
+}  // namespace
+
+void registerShare(CLI::App& noun, ExitCode& result) {
+  CLI::App* const addShare = addVerb(noun, result, "add", "Add a share and make its folder", add);
+  addNameArgument(*addShare);
+  addShare->add_option("PATH", arguments.path, "Its folder")->required();
+  addShare->add_option("--comment", arguments.comment, "What it is for");
+  addUnsafeOption(*addShare);
+
+  CLI::App* const delShare =
+      addVerb(noun, result, "del", "Delete a share and, unless RESERVE_SHARE_PATH is 1, its folder", del);
+  addNameArgument(*delShare);
+  delShare->add_flag("--yes", arguments.yes, "Do not ask");
+  delShare->add_flag("--allow-unsafe", arguments.allowUnsafe, "Remove the folder wherever it is");
+
+  CLI::App* const modShare = addVerb(noun, result, "mod", "Change a share's comment or folder", mod);
+  addNameArgument(*modShare);
+  modShare->add_option("--comment", arguments.comment, "New comment");
+  modShare->add_option("--path", arguments.path, "New folder; the old one stays as it is");
+  addUnsafeOption(*modShare);
+
+  addOutputOptions(*addVerb(noun, result, "list", "Print all shares", list), arguments.output);
+
+  CLI::App* const showShare = addVerb(noun, result, "show", "Print one share", show);
+  addNameArgument(*showShare);
+  addOutputOptions(*showShare, arguments.output);
+  addSecretsOption(*showShare, arguments.output);
+
+  CLI::App* const passwdShare =
+      addVerb(noun, result, "passwd", "Set a password of a share: typed, piped in or from --file", passwd);
+  addNameArgument(*passwdShare);
+  passwdShare->add_flag("--read-only", arguments.readOnly, "The password for reading");
+  passwdShare->add_flag("--read-write", arguments.readWrite, "The password for reading and writing");
+  passwdShare->add_option("--file", arguments.file, "File whose first line is the password");
+  addUnsafeOption(*passwdShare);
+}
