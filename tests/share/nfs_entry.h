@@ -1,0 +1,31 @@
+#pragma once
+// Host entries and lists of them, as bytes.
+
+#include <cstring>
+
+#include "api/nas1api.h"
+#include "frame/appliance.h"
+
+inline std::string nfsEntry(const std::string& host, unsigned flags = 0, int anonuid = 0, int anongid = 0,
+                            const char* mask = "") {
+  NfsHostEntry entry = {.size = static_cast<std::uint32_t>(sizeof entry + host.size()),
+                        .flags = flags,
+                        .anonuid = anonuid,
+                        .anongid = anongid,
+                        .mask = {},
+                        .host = {}};
+  std::strncpy(entry.mask, mask, sizeof entry.mask);
+  std::string bytes = bytesOf(entry);
+  bytes.pop_back();
+  return bytes + host + '\0';
+}
+
+// An entry with another size word than its own.
+inline std::string nfsEntrySized(std::uint32_t size, const std::string& host) {
+  return nfsEntry(host).replace(0, sizeof size, bytesOf(size));
+}
+
+// A list as stored: the head with its count, then the entries.
+inline std::string nfsList(int count, const std::string& entries) {
+  return std::string(36, '\xCC') + bytesOf(std::int32_t{count}) + entries;
+}

@@ -1,0 +1,163 @@
+// NFS host lists: what stands in the record file, what callers get back, and that no record can lead a reader astray.
+
+#include "share/nfs_hosts.h"
+
+#include <csignal>
+
+#include <filesystem>
+
+#include "share/nfs_entry.h"
+
+namespace {
+
+class NfsHosts : public ApplianceTest {
+ protected:
+  void SetUp() override {
+    ApplianceTest::SetUp();
+    writeFile("/etc/exports", "before\n");
+  }
+  // What the size query says: "result count bytes", from words that it has to overwrite.
+  static std::string asked(const char* share) {
+    int count = 77;
+    int bytes = 77;
+    const int result = Nas1ShareGetPermittedNfsSize(share, &count, &bytes);
+    return std::to_string(result) + " " + std::to_string(count) + " " + std::to_string(bytes);
+  }
+  // The entries read into a buffer of exactly `size` bytes, so that a byte too many is found out.
+  static std::string listed(int count, int size, int expected) {
+    std::string out(static_cast<std::size_t>(size), '#');
+    EXPECT_EQ(expected, Nas1ShareGetPermittedNfs("docs", count, out.data(), size)) << count << " in " << size;
+    return out;
+  }
+};
+
+}  // namespace
+
+TEST_F(NfsHosts, AListIsStoredByteByByteAndReplaced) {
+  const std::string first = nfsEntry("client.example.org", 0x55, 1000, 100, "255.255.0.0");
+  const std::string second = nfsEntry("192.0.2.77", 0x03);
+  EXPECT_EQ(0, Nas1ShareSetPermittedNfs("docs", 2, (first + second).data()));
+  EXPECT_EQ(nfsList(2, first + second), storedRecord("share_nfs.gdbm", "docs"));
+  EXPECT_EQ("0 2 " + std::to_string(first.size() + second.size()), asked("docs"));
+  EXPECT_EQ(0, Nas1ShareGetPermittedNfsSize("docs", nullptr, nullptr));
+
+  EXPECT_EQ(0, Nas1ShareSetPermittedNfs("docs", 1, second.data()));
+  EXPECT_EQ(nfsList(1, second), storedRecord("share_nfs.gdbm", "docs"));
+  EXPECT_EQ(0, Nas1ShareSetPermittedNfs("docs", 0, second.data()));
+  EXPECT_EQ(nfsList(0, ""), storedRecord("share_nfs.gdbm", "docs"));
+  EXPECT_EQ("0 0 0", asked("docs"));
+  EXPECT_EQ("0 0 0", asked("never listed"));
+}
+
+TEST_F(NfsHosts, OnlyWholeEntriesAreRead) {
+  const std::string first = nfsEntry("alpha");
+  const std::string second = nfsEntry("a longer name");
+  const int one = static_cast<int>(first.size());
+  const int both = one + static_cast<int>(second.size());
+  ASSERT_EQ(0, Nas1ShareSetPermittedNfs("docs", 2, (first + second).data()));
+  EXPECT_EQ(first + second, listed(2, both, 2));
+  EXPECT_EQ(first + second + std::string(5, '\0'), listed(9, both + 5, 2));
+  EXPECT_EQ(first + std::string(second.size() - 1, '\0'), listed(2, both - 1, 1));
+  EXPECT_EQ(first + std::string(second.size(), '\0'), listed(1, both, 1));
+  EXPECT_EQ(std::string(first.size() - 1, '\0'), listed(2, one - 1, 0));
+  EXPECT_EQ(std::string(first.size(), '\0'), listed(0, one, 0));
+}
+
+TEST_F(NfsHosts, BadArgumentsDoNothing) {
+  const std::string entry = nfsEntry("alpha");
+  char untouched = '#';
+  int count = 77;
+  EXPECT_EQ(-1, Nas1ShareGetPermittedNfsSize(nullptr, &count, &count));
+  EXPECT_EQ(-1, Nas1ShareGetPermittedNfsSize("", &count, &count));
+  EXPECT_EQ(0, Nas1ShareGetPermittedNfs(nullptr, 1, &untouched, 1));
+  EXPECT_EQ(0, Nas1ShareGetPermittedNfs("docs", 1, nullptr, 1));
+  EXPECT_EQ(0, Nas1ShareGetPermittedNfs("docs", -1, &untouched, 1));
+  EXPECT_EQ(0, Nas1ShareGetPermittedNfs("docs", 1, &untouched, 0));
+  EXPECT_EQ(0, Nas1ShareGetPermittedNfs("docs", 1, &untouched, -1));
+  EXPECT_EQ(0, Nas1ShareSetPermittedNfs(nullptr, 1, entry.data()));
+  EXPECT_EQ(0, Nas1ShareSetPermittedNfs("docs", 1, nullptr));
+  EXPECT_EQ(0, Nas1ShareSetPermittedNfs("docs", -1, entry.data()));
+  EXPECT_EQ(-1, Nas1ShareSetPermittedNfs("", 1, entry.data()));
+  EXPECT_EQ('#', untouched);
+  EXPECT_EQ(77, count);
+  EXPECT_EQ(Lines(), storedKeys("share_nfs.gdbm"));
+  EXPECT_EQ(Lines(), commands());
+  EXPECT_EQ(SIGABRT, inChild([&] { (void)sysShareSetPermittedNfs("", 1, entry.data()); }).signal);
+}
+
+TEST_F(NfsHosts, EntriesThatCannotBeSteppedThroughAreRefused) {
+  const std::string good = nfsEntry("alpha");
+  ASSERT_EQ(0, Nas1ShareSetPermittedNfs("docs", 1, good.data()));
+  const std::string unterminated = nfsEntrySized(static_cast<std::uint32_t>(good.size() - 1), "alpha");
+  for (const std::string& bad : {nfsEntrySized(0, "alpha"), nfsEntrySized(32, "alpha"), unterminated}) {
+    EXPECT_EQ(-1, Nas1ShareSetPermittedNfs("docs", 2, (good + bad).data()));
+    EXPECT_EQ(nfsList(1, good), storedRecord("share_nfs.gdbm", "docs"));
+  }
+}
+
+TEST_F(NfsHosts, DamagedRecordsAreNeverReadPastTheirEnd) {
+  const std::string good = nfsEntry("alpha");
+  const int bytes = static_cast<int>(good.size());
+  const auto size = static_cast<std::uint32_t>(bytes);
+  const struct {
+    const char* name;
+    std::string record;
+    std::string asked;
+    int listed;
+  } cases[] = {
+      {"negative count", nfsList(-1, good), "-1 77 77", 0},
+      {"count too large", nfsList(0x7FFFFFFF, good), "0 2147483647 " + std::to_string(bytes), 1},
+      {"size 0", nfsList(2, good + nfsEntrySized(0, "beta")), "0 2 " + std::to_string(2 * bytes - 1), 1},
+      {"size 0 first", nfsList(1, nfsEntrySized(0, "alpha")), "0 1 " + std::to_string(bytes), 0},
+      {"size past the record", nfsList(1, nfsEntrySized(size + 1, "alpha")), "0 1 " + std::to_string(bytes), 0},
+      {"size wraps", nfsList(1, nfsEntrySized(0xFFFFFFFF, "alpha")), "0 1 " + std::to_string(bytes), 0},
+      {"host without NUL", nfsList(1, nfsEntrySized(size - 1, "alpha")), "0 1 " + std::to_string(bytes), 0},
+      {"more than counted", nfsList(1, good + good), "0 1 " + std::to_string(2 * bytes), 1},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    storeRecord("share_nfs.gdbm", "docs", c.record);
+    EXPECT_EQ(c.asked, asked("docs"));
+    (void)listed(100, 200, c.listed);
+  }
+  const std::string whole = nfsList(2, good + good);
+  for (std::size_t cut = 0; cut < whole.size(); ++cut) {
+    storeRecord("share_nfs.gdbm", "docs", whole.substr(0, cut));
+    EXPECT_EQ(cut < 40 ? -1 : 0, Nas1ShareGetPermittedNfsSize("docs", nullptr, nullptr)) << cut;
+    (void)listed(2, 200, cut < 40 + good.size() ? 0 : 1);
+  }
+}
+
+TEST_F(NfsHosts, AStoredListIsExportedAtOnceUnlessABatchIsOn) {
+  char name[] = "docs";
+  ASSERT_EQ(0, EnableNas1ShareBatch(1));
+  ASSERT_EQ(0, Nas1ShareAdd(name, "", "/volume/v1/docs"));
+  const std::string entry = nfsEntry("alpha");
+  EXPECT_EQ(0, Nas1ShareSetPermittedNfs("docs", 1, entry.data()));
+  EXPECT_EQ("before\n", readFile("/etc/exports"));
+  EXPECT_EQ(Lines(), commands());
+
+  ASSERT_EQ(0, EnableNas1ShareBatch(0));
+  Lines ran = commands();
+  const std::string other = nfsEntry("beta");
+  EXPECT_EQ(0, Nas1ShareSetPermittedNfs("docs", 1, other.data()));
+  EXPECT_EQ("/volume/v1/docs\tbeta(sync,ro,no_all_squash,no_root_squash) \n", readFile("/etc/exports"));
+  ran.emplace_back("/usr/sbin/exportfs -ra");
+  EXPECT_EQ(ran, commands());
+
+  // What cannot be exported is stored all the same.
+  std::filesystem::remove("/etc/exports");
+  std::filesystem::create_directory("/etc/exports");
+  EXPECT_EQ(0, inChild([&] { EXPECT_EQ(-1, Nas1ShareSetPermittedNfs("docs", 1, entry.data())); }).exitCode);
+  EXPECT_EQ(nfsList(1, entry), storedRecord("share_nfs.gdbm", "docs"));
+  std::filesystem::remove("/etc/exports");
+}
+
+TEST_F(NfsHosts, AFileThatCannotBeOpenedFails) {
+  std::filesystem::create_directory("/etc/admin/share_nfs.gdbm");
+  const std::string entry = nfsEntry("alpha");
+  EXPECT_EQ("-1 77 77", asked("docs"));
+  (void)listed(1, 64, 0);
+  EXPECT_EQ(-1, Nas1ShareSetPermittedNfs("docs", 1, entry.data()));
+  EXPECT_EQ(Lines(), commands());
+}
