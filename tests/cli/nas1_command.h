@@ -1,0 +1,38 @@
+#pragma once
+// Runs the nas1 command as a child process and looks at what a user or a script sees of it.
+
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include <sys/wait.h>
+
+#include "frame/appliance.h"
+
+using Json = nlohmann::json;
+
+struct CommandResult {
+  int exitCode;
+  std::string out;
+  std::string err;
+};
+
+// Runs nas1 (which the appliance has on its path) outside any terminal, with `input` as its standard input.
+inline CommandResult nas1(const Lines& arguments, const std::string& input = "") {
+  std::string line = "nas1";
+  for (const std::string& argument : arguments) line += " '" + argument + "'";
+  writeFile("/tmp/nas1.in", input);
+  const int status = std::system((line + " </tmp/nas1.in >/tmp/nas1.out 2>/tmp/nas1.err").c_str());
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile("/tmp/nas1.out").value_or(""),
+          readFile("/tmp/nas1.err").value_or("")};
+}
+
+inline Json nas1Json(Lines arguments) {
+  arguments.emplace_back("--json");
+  const CommandResult result = nas1(arguments);
+  EXPECT_EQ(0, result.exitCode) << result.err;
+  Json document = Json::parse(result.out, nullptr, false);
+  EXPECT_EQ("nas1/1", document.value("schema", "")) << result.out;
+  return document;
+}
