@@ -34,6 +34,7 @@ static std::size_t encodedLength(const char* text) { return (std::strlen(text) +
 
 // Kept: the NUL is part of what is encoded, and there is no padding.
 extern "C" void EncodeHeader(char* text) {
+  if (text == nullptr) return;
   const std::size_t size = std::strlen(text) + 1;
   const std::size_t length = encodedLength(text);
   const TrackedBuffer encoded(kMailUnit, __LINE__, length);
@@ -85,6 +86,16 @@ MailRule mailRule(unsigned code) {
 
 char* copyText(int line, const char* text) { return formatGuarded(kMailUnit, line, "s", "%s", text); }
 
+// A text about a RAID is formatted twice: with a text that holds the conversion for its number, then with the number.
+// `server` goes before the name, where it is not null. A text that does not fit is not looked at a second time.
+char* raidText(const char* text, const char* server, const char* name, std::int32_t number) {
+  const char* const kinds = server == nullptr ? "s" : "ss";
+  const char* const first = server == nullptr ? name : server;
+  TrackedText once(kMailUnit, __LINE__, formatGuarded(kMailUnit, __LINE__, kinds, text, first, name));
+  if (number == -1 || !conversionsFit(text, kinds)) return once.release();
+  return formatGuarded(kMailUnit, __LINE__, "d", once.text(), number);
+}
+
 // The subject text of an event, before any encoding.
 char* subjectOf(unsigned code, const void* arg) {
   const char* const text = subjectText(mailLanguage, code);
@@ -97,11 +108,8 @@ char* subjectOf(unsigned code, const void* arg) {
       return formatGuarded(kMailUnit, __LINE__, "s", text, argumentText(arg));
     case TextArgument::backupJob:
       return formatGuarded(kMailUnit, __LINE__, "s", text, argumentBackup(mailLanguage, arg));
-    case TextArgument::raid: {
-      if (argumentWord(arg) == -1) return formatGuarded(kMailUnit, __LINE__, "s", text, "None-Raid");
-      const TrackedText once(kMailUnit, __LINE__, formatGuarded(kMailUnit, __LINE__, "s", text, "Raid %d"));
-      return formatGuarded(kMailUnit, __LINE__, "d", once.text(), argumentWord(arg));
-    }
+    case TextArgument::raid:
+      return raidText(text, nullptr, argumentWord(arg) == -1 ? "None-Raid" : "Raid %d", argumentWord(arg));
     case TextArgument::none:
     case TextArgument::record:
       break;
@@ -123,10 +131,9 @@ char* withDoubledPercents(const char* text) {
 }
 
 char* raidBody(const char* text, const char* server, const void* arg) {
-  if (argumentWord(arg) == -1) return formatGuarded(kMailUnit, __LINE__, "ss", text, server, "None Raid");
-  const TrackedText name(kMailUnit, __LINE__, withDoubledPercents(server));
-  const TrackedText once(kMailUnit, __LINE__, formatGuarded(kMailUnit, __LINE__, "ss", text, name.text(), "RAID %d"));
-  return formatGuarded(kMailUnit, __LINE__, "d", once.text(), argumentWord(arg));
+  if (argumentWord(arg) == -1) return raidText(text, server, "None Raid", -1);
+  const TrackedText doubled(kMailUnit, __LINE__, withDoubledPercents(server));
+  return raidText(text, doubled.text(), "RAID %d", argumentWord(arg));
 }
 
 // Code 4: a file system's words: number, blocks, used blocks, block size.
@@ -246,7 +253,7 @@ extern "C" int SetupMailBody(int fd, unsigned code, const void* arg, const char*
   (void)Nas1GetConfig(0, kServerNameSize - 1, server, nullptr);
   if (!writeSubject(fd, code, arg)) return -1;
   writeSender(fd, server);
-  (void)dprintf(fd, "To: %s\n\n", recipients);
+  (void)dprintf(fd, "To: %s\n\n", recipients == nullptr ? "" : recipients);
   const TrackedText text(kMailUnit, __LINE__, bodyOf(code, arg, server));
   writeAll(fd, text.text(), std::strlen(text.text()));
   writeAll(fd, ".\n", 2);

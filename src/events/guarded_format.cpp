@@ -14,6 +14,14 @@ static char kindOf(char conversion) {
   return conversion == 's' ? 's' : '\0';
 }
 
+// Skips the digits of a width or precision; false when no sensible text needs that many.
+static bool skipDigits(const char*& c) {
+  static constexpr std::size_t kMostDigits = 3;
+  const std::size_t digits = std::strspn(c, "0123456789");
+  c += digits;
+  return digits <= kMostDigits;
+}
+
 bool conversionsFit(const char* text, const char* kinds) {
   for (const char* c = std::strchr(text, '%'); c != nullptr; c = std::strchr(c, '%')) {
     ++c;
@@ -23,8 +31,8 @@ bool conversionsFit(const char* text, const char* kinds) {
     }
     // Flags, width and precision; "*" and length modifiers would take other arguments than are there.
     c += std::strspn(c, "-+ #0");
-    c += std::strspn(c, "0123456789");
-    if (*c == '.') c += 1 + std::strspn(c + 1, "0123456789");
+    if (!skipDigits(c)) return false;
+    if (*c == '.' && !skipDigits(++c)) return false;
     const char kind = kindOf(*c);
     if (kind == 0 || kind != *kinds) return false;
     ++kinds;

@@ -2,10 +2,12 @@
 // Texts from template files are printf formats by design. Before one is formatted, its conversions are compared with
 // the arguments that stand ready for it.
 
+#include <utility>
+
 #include "core/memory.h"
 
 // Tells whether the conversions of a text take no other arguments than `kinds` supplies, in order: 's' a string, 'd' an
-// int, 'f' a double. Fewer conversions are fine.
+// int, 'f' a double. Fewer conversions are fine; a width or precision of more than three digits is not.
 bool conversionsFit(const char* text, const char* kinds);
 
 // Formats a text into a tracked block; one that does not fit its arguments stays as it stands, with a warning in the
@@ -28,5 +30,7 @@ struct TrackedText {
     if (data != nullptr) sysFree(unit, line, data);
     data = text;
   }
+  // Hands the text over to the caller.
+  [[nodiscard]] char* release() { return std::exchange(data, nullptr); }
   [[nodiscard]] const char* text() const { return data == nullptr ? "" : data; }
 };

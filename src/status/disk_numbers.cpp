@@ -112,6 +112,7 @@ extern "C" void parsePollingDisks(const char* value) {
 }
 
 extern "C" void parseConfig(const char* path) {
+  if (path == nullptr) return;
   std::FILE* const file = std::fopen(path, "re");
   if (file == nullptr) {
     syslog(LOG_ERR, "%s:%d:%s, open file (%s) error : %m\n", kUnit, 3047, "parseConfig", path);
