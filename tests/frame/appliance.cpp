@@ -86,7 +86,7 @@ void removeSystemVObjects() {
 std::string adminPath(const std::string& file) { return file.starts_with('/') ? file : "/etc/admin/" + file; }
 
 struct OpenedRecords {
-  const GDBM_FILE handle;
+  GDBM_FILE handle;
   OpenedRecords(const std::string& file, int mode)
       : handle(gdbm_open(adminPath(file).c_str(), 0, mode, 0665, nullptr)) {}
   ~OpenedRecords() {
