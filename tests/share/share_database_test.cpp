@@ -1,0 +1,397 @@
+// The share database: what is stored, byte by byte, what callers get to see of it, and what damaged records do.
+
+#include "share/share_database.h"
+
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <map>
+
+#include "frame/appliance.h"
+
+namespace {
+
+constexpr char kRecords[] = "share.gdbm";
+constexpr char kPath[] = "/volume/v1/shared";
+
+// Everything that hangs on a share, in the order of deletion.
+constexpr const char* entryFiles[] = {"share_nfs.gdbm", "user_local.gdbm", "user_smb.gdbm",
+                                      "user_nfs.gdbm",  "user_ncp.gdbm",   "user_afp.gdbm"};
+
+class ShareDatabase : public ApplianceTest {};
+
+int add(std::string name, const char* comment = "comment", const char* path = kPath) {
+  return Nas1ShareAdd(name.data(), comment, path);
+}
+
+std::string padded(std::string text, std::size_t size) {
+  text.resize(size, '\0');
+  return text;
+}
+
+std::string infoOf(const std::string& name, const std::string& comment, const std::string& path) {
+  return bytesOf(static_cast<std::uint32_t>(104 + path.size())) + padded(name, 32) + padded(comment, 64) +
+         padded(path, path.size() + 4);
+}
+
+std::string recordOf(const std::string& name, const std::string& comment, const std::string& path,
+                     const std::string& readOnly = "", const std::string& readWrite = "", int home = 0) {
+  return padded("", 4) + padded(readOnly, 32) + padded(readWrite, 32) + bytesOf(home) + padded("", 28) +
+         infoOf(name, comment, path);
+}
+
+std::string passwordOf(const char* name, int which) {
+  char password[33];
+  std::memset(password, 'u', sizeof password);
+  return Nas1ShareGetPassword(name, which, password) == 0 ? password : "none";
+}
+
+// The system log's lines without the source and line number.
+Lines messages() {
+  Lines lines = systemLog();
+  for (std::string& line : lines) {
+    const std::size_t start = line.find("share_database.cpp:");
+    if (start != std::string::npos) line.erase(start, line.find(' ', start) - start);
+  }
+  return lines;
+}
+
+// A buffer of `size` bytes whose end is watched.
+struct Watched {
+  std::string bytes;
+  std::size_t size;
+  explicit Watched(std::size_t room) : bytes(room + 8, 'u'), size(room) {}
+  std::string content() const {
+    EXPECT_EQ("uuuuuuuu", bytes.substr(size));
+    return bytes.substr(0, size);
+  }
+};
+
+}  // namespace
+
+TEST_F(ShareDatabase, AShareIsStoredWholeAndItsDirectoryMade) {
+  char name[] = "  Name of it ";
+  EXPECT_EQ(0, Nas1ShareAdd(name, "a comment", kPath));
+  EXPECT_STREQ("Name of it", name) << "trimmed in the caller's buffer";
+  EXPECT_EQ(recordOf("Name of it", "a comment", kPath), storedRecord(kRecords, "Name of it"));
+  EXPECT_TRUE(exists(kPath));
+
+  EXPECT_EQ(-1, add("Name of it", "another", "/volume/v1/other"));
+  EXPECT_EQ(recordOf("Name of it", "a comment", kPath), storedRecord(kRecords, "Name of it"));
+  EXPECT_FALSE(exists("/volume/v1/other")) << "no directory for a refused share";
+  EXPECT_EQ(0, add("name of it", "", "/volume/v1/o")) << "names differ by case";
+  EXPECT_EQ(recordOf("name of it", "", "/volume/v1/o"), storedRecord(kRecords, "name of it"));
+}
+
+TEST_F(ShareDatabase, ArgumentsMustFitTheirFields) {
+  const std::string name31(31, 'n');
+  const std::string comment63(63, 'c');
+  EXPECT_EQ(0, add(name31, comment63.c_str(), "/volume/v1/long"));
+  EXPECT_EQ(recordOf(name31, comment63, "/volume/v1/long"), storedRecord(kRecords, name31));
+  EXPECT_EQ(0, add("  " + std::string(31, 'm') + "  ")) << "measured after trimming";
+  EXPECT_EQ(0, Nas1ShareMod(name31.c_str(), comment63.c_str(), kPath));
+
+  char name[] = "name";
+  EXPECT_EQ(-1, add(std::string(32, 'n')));
+  EXPECT_EQ(-1, add("name", std::string(64, 'c').c_str()));
+  EXPECT_EQ(-1, add("name", nullptr));
+  EXPECT_EQ(-1, Nas1ShareAdd(name, "", nullptr));
+  EXPECT_EQ(-1, Nas1ShareAdd(name, "", ""));
+  EXPECT_EQ(-1, Nas1ShareAdd(nullptr, "", kPath));
+  EXPECT_EQ(-1, Nas1ShareMod(std::string(32, 'n').c_str(), "", kPath));
+  EXPECT_EQ(-1, Nas1ShareMod(name31.c_str(), std::string(64, 'c').c_str(), kPath));
+  EXPECT_EQ(-1, Nas1ShareMod(name31.c_str(), nullptr, kPath));
+  EXPECT_EQ(-1, Nas1ShareMod(name31.c_str(), "", nullptr));
+  EXPECT_EQ(-1, Nas1ShareMod(name31.c_str(), "", ""));
+  EXPECT_EQ(-1, Nas1ShareMod("", "", kPath));
+  EXPECT_EQ(-1, Nas1ShareMod(nullptr, "", kPath));
+  EXPECT_EQ(-1, Nas1ShareDel(nullptr));
+  EXPECT_EQ(-1, Nas1ShareDel(""));
+  EXPECT_EQ((Lines{std::string(31, 'm'), name31}), storedKeys(kRecords));
+  EXPECT_EQ(SIGABRT, inChild([] { (void)add("  "); }).signal) << "an empty name breaks an invariant";
+  EXPECT_EQ(2U, storedKeys(kRecords).size());
+}
+
+TEST_F(ShareDatabase, NewSharesGetTheDefaultPasswords) {
+  const auto setDefault = [](const char* key, const std::string& value) {
+    EXPECT_EQ(0, NasSetConfig(key, static_cast<int>(value.size()) + 1, value.c_str()));
+  };
+  EXPECT_EQ(0, add("first"));
+  EXPECT_EQ("", passwordOf("first", 0));
+  setDefault("DEFAULT_SHARE_RO_PASSWD", "name");
+  setDefault("DEFAULT_SHARE_RW_PASSWD", "names");
+  EXPECT_EQ(0, add("  second "));
+  EXPECT_EQ(recordOf("second", "comment", kPath, "second", "names"), storedRecord(kRecords, "second"));
+  setDefault("DEFAULT_SHARE_RO_PASSWD", "Name");
+  setDefault("DEFAULT_SHARE_RW_PASSWD", "name");
+  EXPECT_EQ(-1, add("first")) << "exists: keeps its passwords";
+  EXPECT_EQ("", passwordOf("first", 1));
+  EXPECT_EQ(0, add("third"));
+  EXPECT_EQ(recordOf("third", "comment", kPath, "Name", "third"), storedRecord(kRecords, "third"));
+}
+
+TEST_F(ShareDatabase, AModifiedShareKeepsItsSettings) {
+  storeRecord(kRecords, "it", recordOf("it", std::string(63, 'c'), "/volume/v1/of some length", "ro", "rw", 1));
+  EXPECT_EQ(0, Nas1ShareMod("it", "new", "/x"));
+  EXPECT_EQ(recordOf("it", "new", "/x", "ro", "rw", 1), storedRecord(kRecords, "it")) << "nothing of the old shows";
+  EXPECT_TRUE(exists("/x"));
+  const std::string longPath = "/volume/v1/" + std::string(200, 'p');
+  EXPECT_EQ(0, Nas1ShareMod("it", "", longPath.c_str()));
+  EXPECT_EQ(recordOf("it", "", longPath, "ro", "rw", 1), storedRecord(kRecords, "it"));
+  EXPECT_TRUE(exists("/x")) << "the old directory stays";
+  std::filesystem::remove_all("/x");
+
+  EXPECT_EQ(0, add("blank"));
+  EXPECT_EQ(-1, Nas1ShareMod(" blank ", "", kPath)) << "not trimmed";
+  EXPECT_EQ(-1, Nas1ShareMod("none", "", "/volume/v1/none"));
+  EXPECT_FALSE(exists("/volume/v1/none"));
+  EXPECT_EQ(Lines(2, "err Warnning! No such Data"), messages());
+}
+
+TEST_F(ShareDatabase, ADeletedShareTakesAllThatHangsOnItAlong) {
+  ASSERT_EQ(0, add("gone"));
+  ASSERT_EQ(0, add("stays", "", "/volume/v1/stays"));
+  for (const char* file : entryFiles) {
+    storeRecord(file, "gone", "x");
+    storeRecord(file, "stays", "y");
+  }
+  writeFile(std::string(kPath) + "/file", "content");
+  EXPECT_EQ(0, Nas1ShareDel("gone"));
+  for (const char* file : entryFiles) EXPECT_EQ(Lines{"stays"}, storedKeys(file)) << file;
+  EXPECT_EQ(Lines{"stays"}, storedKeys(kRecords));
+  EXPECT_FALSE(exists(kPath));
+  EXPECT_TRUE(exists("/volume/v1/stays"));
+  EXPECT_EQ(-1, Nas1ShareDel("gone"));
+  EXPECT_EQ(Lines{"err Warnning! No such Data"}, messages());
+}
+
+TEST_F(ShareDatabase, TheDirectoryIsRemovedUnlessReserved) {
+  for (const int reserve : {1, 0, 2}) {
+    ASSERT_EQ(0, add("it"));
+    ASSERT_EQ(0, NasSetConfig("RESERVE_SHARE_PATH", sizeof reserve, &reserve));
+    EXPECT_EQ(0, Nas1ShareDel("it"));
+    EXPECT_EQ(reserve == 1, exists(kPath)) << reserve;
+  }
+  // Kept: it goes also when the record could not be deleted.
+  ASSERT_EQ(0, add("it"));
+  std::filesystem::remove("/etc/admin/user_nfs.gdbm");
+  std::filesystem::create_directory("/etc/admin/user_nfs.gdbm");
+  for (const char* file : {"share_nfs.gdbm", "user_smb.gdbm", "user_ncp.gdbm"}) storeRecord(file, "it", "x");
+  EXPECT_EQ(-1, Nas1ShareDel("it"));
+  EXPECT_FALSE(exists(kPath));
+  EXPECT_EQ(Lines{"it"}, storedKeys(kRecords));
+  EXPECT_EQ(Lines{}, storedKeys("user_smb.gdbm")) << "before the file that could not be opened";
+  EXPECT_EQ(Lines{"it"}, storedKeys("user_ncp.gdbm")) << "behind it";
+}
+
+TEST_F(ShareDatabase, OneShareIsReadAsFarAsTheBufferGoes) {
+  ASSERT_EQ(0, add("it", "about it"));
+  const std::string whole = infoOf("it", "about it", kPath);
+  const int size = static_cast<int>(whole.size());
+  EXPECT_EQ(size, Nas1GetShareInfoSize("it"));
+  for (const int room : {1, 4, 36, 104, size, size + 20}) {
+    Watched buffer(static_cast<std::size_t>(room));
+    EXPECT_EQ(0, Nas1GetShareInfo("it", buffer.bytes.data(), room));
+    EXPECT_EQ(padded(whole, static_cast<std::size_t>(room)), buffer.content());
+  }
+  char byte = 'u';
+  EXPECT_EQ(-1, Nas1GetShareInfo("it", nullptr, size));
+  EXPECT_EQ(-1, Nas1GetShareInfo("it", &byte, 0));
+  EXPECT_EQ(-1, Nas1GetShareInfo("it", &byte, -1));
+  EXPECT_EQ(-1, Nas1GetShareInfo(nullptr, &byte, 1));
+  EXPECT_EQ(-1, Nas1GetShareInfo("", &byte, 1));
+  EXPECT_EQ('u', byte);
+  EXPECT_EQ(-1, Nas1GetShareInfo("It", &byte, 1));
+  EXPECT_EQ('\0', byte);
+  EXPECT_EQ(-1, Nas1GetShareInfoSize("none"));
+  EXPECT_EQ(-1, Nas1GetShareInfoSize(nullptr));
+  EXPECT_EQ(Lines(2, "err Warnning! No such Data"), messages());
+}
+
+TEST_F(ShareDatabase, ListsArePackedInStoredOrder) {
+  int count = -1;
+  int bytes = -1;
+  EXPECT_EQ(0, Nas1ShareCountSize(&count, &bytes));
+  EXPECT_EQ(0, count);
+  EXPECT_EQ(0, bytes);
+  std::map<std::string, std::string> expected;
+  std::size_t total = 0;
+  for (int i = 0; i < 5; ++i) {
+    const std::string name = "share" + std::to_string(i);
+    const std::string path = "/volume/v1/" + std::string(static_cast<std::size_t>(i) + 1, 'p');
+    ASSERT_EQ(0, add(name, name.c_str(), path.c_str()));
+    expected[name] = infoOf(name, name, path);
+    total += expected[name].size();
+  }
+  EXPECT_EQ(0, Nas1ShareCountSize(&count, &bytes));
+  EXPECT_EQ(5, count);
+  EXPECT_EQ(static_cast<int>(total), bytes);
+  EXPECT_EQ(0, Nas1ShareCountSize(&count, nullptr));
+  EXPECT_EQ(-1, Nas1ShareCountSize(nullptr, &bytes));
+
+  Watched all(total);
+  ASSERT_EQ(5, Nas1ShareList(0, 5, all.bytes.data(), bytes));
+  std::vector<std::string> blocks;
+  for (std::size_t at = 0; at < total; at += blocks.back().size()) {
+    std::uint32_t size = 0;
+    std::memcpy(&size, &all.bytes[at], sizeof size);
+    blocks.push_back(all.bytes.substr(at, size));
+    EXPECT_EQ(expected[blocks.back().c_str() + 4], blocks.back());
+  }
+  ASSERT_EQ(5U, blocks.size());
+
+  const std::string sizeWord = blocks[2].substr(0, 4);
+  const std::size_t two = blocks[0].size() + blocks[1].size();
+  const struct {
+    const char* name;
+    int start;
+    int count;
+    std::size_t room;
+    int copied;
+    std::string content;
+  } cases[] = {
+      {"more than there are", 0, 99, total + 9, 5, all.content()},
+      {"a negative start", -3, 2, total, 2, blocks[0] + blocks[1]},
+      {"from the middle", 3, 9, total, 2, blocks[3] + blocks[4]},
+      {"past the end", 5, 1, total, 0, ""},
+      {"far past the end", INT32_MAX, INT32_MAX, total, 0, ""},
+      {"none", 0, 0, total, 0, ""},
+      {"fewer than none", 0, -1, total, 0, ""},
+      {"exactly two", 0, 5, two, 2, blocks[0] + blocks[1]},
+      {"two and the next one's size", 0, 5, two + 4, 2, blocks[0] + blocks[1] + sizeWord},
+      {"two and no room for a size", 0, 5, two + 3, 2, blocks[0] + blocks[1]},
+      {"a byte short", 2, 5, blocks[2].size() - 1, 0, sizeWord},
+  };
+  for (const auto& c : cases) {
+    Watched buffer(c.room);
+    EXPECT_EQ(c.copied, Nas1ShareList(c.start, c.count, buffer.bytes.data(), static_cast<int>(c.room))) << c.name;
+    EXPECT_EQ(padded(c.content, c.room), buffer.content()) << c.name;
+  }
+  EXPECT_EQ(Lines(4, "err Warnning!sysShareList output buffer too small"), messages());
+  char byte = 'u';
+  EXPECT_EQ(0, Nas1ShareList(0, 5, nullptr, bytes));
+  EXPECT_EQ(0, Nas1ShareList(0, 5, &byte, 0));
+  EXPECT_EQ(0, Nas1ShareList(0, 5, &byte, -1));
+  EXPECT_EQ('u', byte);
+}
+
+TEST_F(ShareDatabase, SettingsAreReadAndStoredByTheirType) {
+  ASSERT_EQ(0, add("it"));
+  const int home = 1;
+  EXPECT_EQ(0, NasShareSetConfig("it", "ro_passwd", 0, "read")) << "the length is not used";
+  EXPECT_EQ(0, NasShareSetConfig("it", "rw_passwd", 32, std::string(40, 'w').c_str()));
+  EXPECT_EQ(0, NasShareSetConfig("it", "is_home", 4, &home));
+  EXPECT_EQ(recordOf("it", "comment", kPath, "read", std::string(31, 'w'), 1), storedRecord(kRecords, "it"));
+  EXPECT_EQ(0, NasShareSetConfig("it", "rw_passwd", 32, "ww"));
+  EXPECT_EQ(recordOf("it", "comment", kPath, "read", "ww", 1), storedRecord(kRecords, "it"));
+
+  const struct {
+    const char* type;
+    int length;
+    int result;
+    int outLength;
+    std::string out;
+  } cases[] = {
+      {"ro_passwd", 32, 0, 5, padded("read", 33)},
+      {"ro_passwd", 4, 0, 5, padded("read", 5)},
+      {"ro_passwd", 2, 0, 3, padded("re", 3)},
+      {"ro_passwd", 0, 0, 1, padded("", 1)},
+      {"rw_passwd", 32, 0, 3, padded("ww", 33)},
+      {"is_home", 4, 0, 4, bytesOf(1)},
+      {"is_home", 2, 0, 2, std::string("\1\0", 2)},
+      {"is_home", 6, 0, 4, std::string("\1\0\0\0\0\0", 6)},
+      {"is_home", 40, 0, 4, bytesOf(1) + padded("", 28)},
+      {"passwd", 4, -2, -99, ""},
+      {"", 4, -2, -99, ""},
+      {nullptr, 4, -2, -99, ""},
+      {"ro_passwd", -1, -1, -99, ""},
+  };
+  for (const auto& c : cases) {
+    Watched out(c.out.size());
+    int length = -99;
+    EXPECT_EQ(c.result, NasShareGetConfig("it", c.type, c.length, out.bytes.data(), &length)) << c.length;
+    EXPECT_EQ(c.outLength, length) << c.length;
+    EXPECT_EQ(c.out, out.content()) << c.length;
+    if (c.result == 0) {
+      EXPECT_EQ(0, NasShareGetConfig("it", c.type, c.length, out.bytes.data(), nullptr));
+    }
+  }
+  EXPECT_EQ(-2, NasShareSetConfig("it", "passwd", 4, "x"));
+  EXPECT_EQ(-1, NasShareSetConfig("none", "passwd", 4, "x"));
+  EXPECT_EQ(-1, NasShareGetConfig("none", "passwd", 4, nullptr, nullptr));
+  char out[33];
+  EXPECT_EQ(-1, NasShareGetConfig("none", "ro_passwd", 32, out, nullptr));
+  EXPECT_EQ(-1, NasShareGetConfig(nullptr, "ro_passwd", 32, out, nullptr));
+  EXPECT_EQ(-1, NasShareSetConfig(nullptr, "ro_passwd", 32, "x"));
+  EXPECT_EQ(-1, NasShareSetConfig("it", nullptr, 32, "x"));
+  EXPECT_EQ(-1, NasShareSetConfig("it", "ro_passwd", 32, nullptr));
+  EXPECT_EQ((Lines{"err Warning! No such Type:passwd", "err Warning! No such Type:", "err Warning! No such Type:passwd",
+                   "err Warning! No Such Share:none", "err Warning! No Such Share:none"}),
+            messages());
+}
+
+TEST_F(ShareDatabase, PasswordsAreReadOnlyAndReadWrite) {
+  ASSERT_EQ(0, add("it"));
+  EXPECT_EQ(0, Nas1ShareSetPassword("it", 0, "read"));
+  EXPECT_EQ(0, Nas1ShareSetPassword("it", 7, std::string(31, 'w').c_str()));
+  EXPECT_EQ("read", passwordOf("it", 0));
+  EXPECT_EQ(std::string(31, 'w'), passwordOf("it", 1));
+  EXPECT_EQ(-1, Nas1ShareSetPassword("it", 0, std::string(32, 'x').c_str()));
+  EXPECT_EQ(-1, Nas1ShareSetPassword("it", 0, nullptr));
+  EXPECT_EQ(-1, Nas1ShareSetPassword(nullptr, 0, "x"));
+  EXPECT_EQ(-1, Nas1ShareSetPassword("none", 0, "x"));
+  EXPECT_EQ(-1, Nas1ShareGetPassword("it", 0, nullptr));
+  EXPECT_EQ(-1, Nas1ShareGetPassword(nullptr, 0, nullptr));
+  EXPECT_EQ("none", passwordOf("none", 0));
+  EXPECT_EQ("read", passwordOf("it", 0));
+}
+
+TEST_F(ShareDatabase, DamagedRecordsAreNeverReadPastTheirEnd) {
+  const std::string whole = recordOf("it", "comment", kPath, "ro", "rw");
+  std::vector<std::string> damaged;
+  for (std::size_t bytes = 0; bytes < whole.size(); ++bytes) damaged.push_back(whole.substr(0, bytes));
+  for (const std::uint32_t size : {0U, 1U, 103U, 0x7FFFFFFFU, 0xFFFFFFFFU, static_cast<unsigned>(whole.size())}) {
+    damaged.push_back(whole);
+    std::memcpy(&damaged.back()[100], &size, sizeof size);
+  }
+  for (const auto& [at, bytes] : {std::pair{104, 32}, {136, 64}, {200, static_cast<int>(whole.size()) - 200}}) {
+    damaged.push_back(whole);
+    std::memset(&damaged.back()[static_cast<std::size_t>(at)], 'x', static_cast<std::size_t>(bytes));
+  }
+  for (const std::string& value : damaged) {
+    storeRecord(kRecords, "it", value);
+    char buffer[256];
+    char password[33];
+    int count = 0;
+    int bytes = -1;
+    EXPECT_EQ(-1, Nas1GetShareInfoSize("it"));
+    EXPECT_EQ(-1, Nas1GetShareInfo("it", buffer, sizeof buffer));
+    EXPECT_EQ(0, Nas1ShareList(0, 9, buffer, sizeof buffer));
+    EXPECT_EQ(0, Nas1ShareCountSize(&count, &bytes));
+    EXPECT_EQ(1, count);
+    EXPECT_EQ(0, bytes);
+    EXPECT_EQ(-1, Nas1ShareDel("it"));
+    EXPECT_EQ(value.size() < 204 ? -1 : 0, Nas1ShareGetPassword("it", 0, password));
+    EXPECT_EQ(value.size() < 204 ? -1 : 0, Nas1ShareSetPassword("it", 0, "ro"));
+  }
+  EXPECT_EQ(0, Nas1ShareMod("it", "comment", kPath)) << "a modification mends what is broken behind the settings";
+  EXPECT_EQ(whole, storedRecord(kRecords, "it"));
+}
+
+TEST_F(ShareDatabase, WithoutTheRecordFileNothingIsDone) {
+  std::filesystem::create_directory("/etc/admin/share.gdbm");
+  int count = -1;
+  int bytes = -1;
+  char buffer[200];
+  EXPECT_EQ(-1, add("it"));
+  EXPECT_FALSE(exists(kPath));
+  EXPECT_EQ(-1, Nas1ShareMod("it", "", kPath));
+  EXPECT_EQ(-1, Nas1ShareDel("it"));
+  EXPECT_EQ(-1, sysShareDel("it"));
+  EXPECT_EQ(-1, Nas1ShareSetPassword("it", 0, "x"));
+  EXPECT_EQ(-1, Nas1GetShareInfo("it", buffer, sizeof buffer));
+  EXPECT_EQ(0, Nas1ShareList(0, 9, buffer, sizeof buffer));
+  EXPECT_EQ(0, Nas1ShareCountSize(&count, &bytes));
+  EXPECT_EQ(0, count);
+  EXPECT_EQ(0, bytes);
+}
