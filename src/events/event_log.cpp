@@ -163,6 +163,7 @@ int logMessage(unsigned level, unsigned category, const char* format, va_list ar
   record.category = category;
   char text[kWorkSize] = {};
   errno = callersErrno;  // a format may hold %m
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): started by both callers, which the analyzer does not follow
   if (format != nullptr) (void)std::vsnprintf(text, sizeof(text), format, arguments);
   std::memcpy(record.message, text, sizeof(record.message) - 1);
 

@@ -38,7 +38,7 @@ void* attach(int protocol) {
     return nullptr;
   }
   void* const segment = shmat(id, nullptr, 0);
-  if (segment == reinterpret_cast<void*>(-1)) {
+  if (reinterpret_cast<std::intptr_t>(segment) == -1) {
     syslog(LOG_INFO, "Fail to attach shared memory segment");
     return nullptr;
   }
