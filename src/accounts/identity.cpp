@@ -41,8 +41,9 @@ std::uint32_t configuredStart(ItemKind kind) {
   return start;
 }
 
-// Marks the id of every record of the account file.
-void collect(ItemKind kind, const RecordFile& accounts, Identities* found) {
+// Marks the id of every record of the account file. False when the file turns out to be damaged: ids of records that
+// were not reached would be handed out again.
+bool collect(ItemKind kind, const RecordFile& accounts, Identities* found) {
   const ItemLayout& layout = itemLayouts[kind];
   walkKeys(kUnit, __LINE__, accounts, [&](const FetchedValue& key) {
     const FetchedValue value(kUnit, __LINE__, gdbm_fetch(accounts.handle, key.asDatum()));
@@ -52,6 +53,7 @@ void collect(ItemKind kind, const RecordFile& accounts, Identities* found) {
     if (index < kRange) found->mark(index);
     return true;
   });
+  return gdbm_last_errno(accounts.handle) == GDBM_ITEM_NOT_FOUND;
 }
 
 // Puts what was found into the segment, unless another process has loaded it meanwhile: its newer marks are kept.
@@ -66,7 +68,7 @@ int publish(ItemKind kind, const Identities& found) {
 }
 
 // Makes sure that the bitmap of a kind is loaded. `held` is the account file where the caller has it open: it must not
-// be opened twice. Returns false when the file cannot be opened.
+// be opened twice. Returns false when the file cannot be opened or read.
 bool load(ItemKind kind, const RecordFile* held, int* count) {
   if (readLoaded(kind, count)) return true;
   *count = 0;
@@ -79,8 +81,7 @@ bool load(ItemKind kind, const RecordFile* held, int* count) {
   std::optional<RecordFile> opened;
   if (held == nullptr) opened.emplace(itemLayouts[kind].file, Access::walk);
   const RecordFile& accounts = held != nullptr ? *held : *opened;
-  if (accounts.handle == nullptr) return false;
-  collect(kind, accounts, &found);
+  if (accounts.handle == nullptr || !collect(kind, accounts, &found)) return false;
   *count = publish(kind, found);
   return true;
 }
