@@ -86,15 +86,17 @@ extern "C" int Process_Permitted_NFS(std::FILE* file, const char* share, const c
 
 extern "C" int SnapShareAppend() {
   const LockedFile exports(kExports, FileUse::appending);
-  const LockedFile snapshots(kSnapshotExports, FileUse::reading);
-  if (exports.file == nullptr || snapshots.file == nullptr) return -1;
+  if (exports.file == nullptr) return -1;
+  std::FILE* const snapshots = std::fopen(kSnapshotExports, "re");
+  if (snapshots == nullptr) return -1;
   (void)std::fputc('\n', exports.file);
   char line[kSnapshotLineSize];
   char path[kSnapshotLineSize];
   char clients[kSnapshotLineSize];
-  while (std::fgets(line, sizeof line, snapshots.file) != nullptr) {
+  while (std::fgets(line, sizeof line, snapshots) != nullptr) {
     if (std::sscanf(line, "%*s%1023s%1023s", path, clients) != 2) continue;
     (void)std::fprintf(exports.file, "%s\t%s\n", path, clients);
   }
+  (void)std::fclose(snapshots);
   return 0;
 }
