@@ -14,7 +14,7 @@ inline std::string nfsEntry(const std::string& host, unsigned flags = 0, int ano
                         .anongid = anongid,
                         .mask = {},
                         .host = {}};
-  std::strncpy(entry.mask, mask, sizeof entry.mask);
+  std::memcpy(entry.mask, mask, strnlen(mask, sizeof entry.mask));
   std::string bytes = bytesOf(entry);
   bytes.pop_back();
   return bytes + host + '\0';
