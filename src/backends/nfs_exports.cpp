@@ -52,6 +52,8 @@ static int exportShare(std::FILE* file, const char* share, const char* path, con
     }
     return -1;
   }
+  // A line without clients would mean everybody: a list that cannot be read exports the share to nobody.
+  if (nfsHostEntryIn(hosts.entries, hosts.bytes) == nullptr) return -1;
   (void)std::fprintf(file, "%s\t", path);
   forEachNfsHost(hosts, [file](const NfsHostEntry* entry) {
     writeClient(file, entry);
