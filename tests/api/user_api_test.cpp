@@ -1,0 +1,271 @@
+// Adding and deleting accounts with all that hangs on them: home share, permissions, groups.
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+
+#include "accounts/account_items.h"
+#include "frame/appliance.h"
+
+namespace {
+
+struct UserApi : ApplianceTest {
+  void SetUp() override {
+    ApplianceTest::SetUp();
+    (void)unlink("/etc/default.zelmar");  // no default quotas
+    writeFile("/etc/exports", "");
+    writeFile("/etc/fstab.zelmar", "/dev/md0 /volume/v1\n/dev/md1 /volume/v2\n");
+  }
+};
+
+void setAutoHome(const char* value) { ASSERT_EQ(0, NasSetConfig("AUTO_HOME", 2, value)); }
+
+int addUser(int source, std::string name, const char* password = "secret") {
+  return Nas1AddUser(source, name.data(), password);
+}
+
+int addShare(std::string name, const std::string& path) { return Nas1ShareAdd(name.data(), "", path.c_str()); }
+
+int delUser(int source, std::string name) { return Nas1DelUser(source, name.data()); }
+
+int delGroup(int source, std::string name) { return Nas1DelGroup(source, name.data()); }
+
+int permit(const char* share, int protocol, int type, const char* name) {
+  PermittedItem item = {.type = type, .rights = 2, .name = {}};
+  std::strncpy(item.name, name, sizeof item.name - 1);
+  return Nas1AddPermittedItem(share, protocol, &item);
+}
+
+// "user NAME rights", one a line, of a share's list.
+Lines permitted(const char* share, int protocol) {
+  PermittedItem items[8];
+  const int count = Nas1ListPermittedItems(share, protocol, 0, 8, items, sizeof items);
+  Lines lines;
+  for (int i = 0; i < count; ++i) {
+    lines.push_back((items[i].type == PERMITTED_USER ? "user " : "group ") + std::string(items[i].name) + " " +
+                    std::to_string(items[i].rights));
+  }
+  return lines;
+}
+
+std::string padded(std::string text, std::size_t size) {
+  text.resize(size, '\0');
+  return text;
+}
+
+std::string homeOf(const char* user) {
+  const auto record = storedRecord("passwd.gdbm", user);
+  return record ? record->c_str() + 36 : "none";
+}
+
+// Everything that adding a user may write.
+Lines everyKey() {
+  Lines all;
+  for (const char* file : {"passwd.gdbm", "user_id.gdbm", "share.gdbm", "user_local.gdbm"}) {
+    for (const std::string& key : storedKeys(file)) all.push_back(std::string(file) + " " + key);
+  }
+  return all;
+}
+
+}  // namespace
+
+TEST_F(UserApi, ALocalUserGetsItsHomeShare) {
+  setAutoHome("1");
+  char name[] = "  Alice ";
+  EXPECT_EQ(0, Nas1AddUser(PROTO_SYSTEM, name, "secret"));
+  EXPECT_STREQ("ALICE", name) << "upper-cased and trimmed in the caller's buffer";
+  EXPECT_EQ((Lines{"passwd.gdbm ALICE", "user_id.gdbm ALICE0", "share.gdbm Alice", "user_local.gdbm Alice"}),
+            everyKey());
+  EXPECT_EQ("Alice", homeOf("ALICE")) << "the share keeps the caller's case";
+  EXPECT_EQ(Lines{"user ALICE 1"}, permitted("Alice", PROTO_SYSTEM));
+  const std::string share = storedRecord("share.gdbm", "Alice").value();
+  EXPECT_EQ(
+      bytesOf(104 + 21) + padded("Alice", 32) + padded("home of  ALICE", 64) + padded("/volume/v1/Data/ALICE", 22),
+      share.substr(100, 4 + 32 + 64 + 22));
+  int isHome = 0;
+  EXPECT_EQ(0, NasShareGetConfig("Alice", "is_home", sizeof isHome, &isHome, nullptr));
+  EXPECT_EQ(1, isHome);
+  EXPECT_TRUE(exists("/volume/v1/Data/ALICE"));
+}
+
+TEST_F(UserApi, EveryResultOfAddingAUser) {
+  const std::string longest(31, 'n');
+  const struct {
+    const char* title;
+    const char* autoHome;
+    const char* prepare;  // "share", "no volume", "item", "record", "no id file"
+    int source;
+    std::string name;
+    const char* password;
+    int result;
+    std::size_t written;  // keys that appear
+  } cases[] = {
+      {"no home", "0", "", 0, "bob", "", 0, 2},
+      {"no home wanted", "x1", "", 0, "bob", "", 0, 2},
+      {"a home", "1", "", 0, "bob", "", 0, 4},
+      {"homes are for local users", "1", "no volume", 1, "bob", nullptr, 0, 1},
+      {"other sources share no names", "1", "share", 3, "bob", nullptr, 0, 1},
+      {"the longest name", "1", "", 0, longest, longest.c_str(), 0, 4},
+      {"name too long", "0", "", 0, longest + "n", "", -1, 0},
+      {"name too long, remote", "0", "", 1, longest + "n", "", -1, 0},
+      {"empty", "0", "", 0, "", "", -1, 0},
+      {"blanks", "0", "", 0, "   ", "", -1, 0},
+      {"password too long", "1", "", 0, "bob", "12345678901234567890123456789012", -1, 0},
+      {"no password", "0", "", 0, "bob", nullptr, -1, 0},
+      {"unknown source", "0", "", 7, "bob", "", -1, 0},
+      {"negative source", "0", "", -1, "bob", "", -1, 0},
+      {"share name taken", "1", "share", 0, "bob", "", -2, 0},
+      {"share name taken, home off", "0", "share", 0, "bob", "", 0, 2},
+      {"share name taken before the name is looked at", "1", "share", 0, "bob", nullptr, -2, 0},
+      {"no volume", "1", "no volume", 0, "bob", "", -3, 0},
+      {"no volume before the name is looked at", "1", "no volume", 0, "", "", -3, 0},
+      {"no volume, home off", "0", "no volume", 0, "bob", "", 0, 2},
+      {"item exists", "1", "item", 0, "bob", "", -1, 1},  // the password record stays
+      {"item exists, remote", "0", "item", 0, "bob", "", -1, 1},
+      {"record exists", "1", "record", 0, "bob", "", -1, 0},
+      {"id file unusable", "0", "no id file", 0, "bob", "", -2, 1},
+      {"id file unusable, remote", "0", "no id file", 1, "bob", "", -2, 0},
+  };
+  for (const auto& c : cases) {
+    SetUp();
+    setAutoHome(c.autoHome);
+    const std::string prepare = c.prepare;
+    if (prepare == "share") (void)addShare("bob", "/volume/v2/bob");
+    if (prepare == "no volume") writeFile("/etc/fstab.zelmar", "");
+    if (prepare == "item") storeRecord("user_id.gdbm", "BOB0", std::string(152, '\1'));
+    if (prepare == "record") storeRecord("passwd.gdbm", "BOB", std::string(100, '\1'));
+    if (prepare == "no id file") std::filesystem::create_directory("/etc/admin/user_id.gdbm");
+    const std::size_t before = everyKey().size();
+    EXPECT_EQ(c.result, addUser(c.source, c.name, c.password)) << c.title;
+    EXPECT_EQ(before + c.written, everyKey().size()) << c.title;
+  }
+  EXPECT_EQ(-1, Nas1AddUser(PROTO_SYSTEM, nullptr, ""));
+}
+
+TEST_F(UserApi, CharactersThatAShareCannotHaveAreReplaced) {
+  setAutoHome("1");
+  EXPECT_EQ(0, addUser(0, "~!@#$%^&*<>/:\"'()+|\\?=`[]x-.,;"));
+  EXPECT_EQ((Lines{std::string(25, '_') + "x-.,;"}), storedKeys("share.gdbm"));
+  EXPECT_EQ(0, addUser(0, "R&D=\"'\\+"));
+  const std::string share = storedRecord("share.gdbm", "R_D_____").value();
+  EXPECT_STREQ("/volume/v1/Data/R_D____+", share.c_str() + 200) << "of a path only what the shell would take apart";
+  EXPECT_STREQ("home of  R&D=\"'\\+", share.c_str() + 136);
+  EXPECT_EQ("R_D_____", homeOf("R&D=\"'\\+"));
+}
+
+TEST_F(UserApi, ADoubleByteNameIsNotCutInHalf) {
+  setAutoHome("1");
+  (void)NasLangInit(932, -1);
+  // Shift-JIS: the second byte looks like a backslash, and like a lower-case letter.
+  EXPECT_EQ(0, addUser(0, "\x83\x5c\x83\x61z"));
+  EXPECT_EQ(Lines{"\x83\x5c\x83\x61z"}, storedKeys("share.gdbm"));
+  EXPECT_EQ(Lines{"\x83\x5c\x83\x61Z"}, storedKeys("passwd.gdbm"));
+  // 30 single bytes and a double-byte character: the share would be called as the first 30 bytes say.
+  const std::string first(30, 'a');
+  ASSERT_EQ(0, addShare(first, "/volume/v2/first"));
+  EXPECT_EQ(-2, addUser(0, first + "\x83\x5c"));
+  (void)NasLangInit(860, -1);
+  EXPECT_EQ(-1, addUser(0, first + "\x83\x5c")) << "only too long";
+}
+
+TEST_F(UserApi, TheHomeShareReachesTheDaemonsOnceAndKeepsTheCallersBatch) {
+  setAutoHome("1");
+  const auto exportfs = [] {
+    const Lines all = commands();
+    return std::count(all.begin(), all.end(), "/usr/sbin/exportfs -ra");
+  };
+  EXPECT_EQ(0, addUser(0, "one"));
+  EXPECT_EQ(1, exportfs());
+  EXPECT_EQ(0, EnableNas1ShareBatch(1));
+  EXPECT_EQ(0, addUser(0, "two"));
+  EXPECT_EQ(1, exportfs()) << "a batch of the caller's goes on";
+  EXPECT_EQ(0, EnableNas1ShareBatch(0));
+  EXPECT_EQ(2, exportfs());
+  EXPECT_EQ(0, addShare("three", "/volume/v1/three"));
+  EXPECT_EQ(3, exportfs()) << "no batch is left behind";
+}
+
+TEST_F(UserApi, AUserWithoutAHomeShareIsStillAUser) {
+  setAutoHome("1");
+  std::filesystem::create_directory("/etc/admin/share.gdbm");
+  EXPECT_EQ(0, addUser(0, "bob"));
+  EXPECT_EQ("", homeOf("BOB"));
+  EXPECT_EQ(Lines{"BOB"}, storedKeys("passwd.gdbm"));
+}
+
+TEST_F(UserApi, DeletingAUserTakesHomeAndPermissions) {
+  setAutoHome("1");
+  ASSERT_EQ(0, addUser(0, "Alice"));
+  ASSERT_EQ(0, addUser(0, "Bob"));
+  ASSERT_EQ(0, addShare("docs", "/volume/v1/docs"));
+  for (const char* share : {"docs", "Bob"}) {
+    ASSERT_EQ(0, permit(share, PROTO_SYSTEM, PERMITTED_USER, "Alice"));
+    ASSERT_EQ(0, permit(share, PROTO_SYSTEM, PERMITTED_GROUP, "STAFF"));
+    ASSERT_EQ(0, permit(share, PROTO_CIFS, PERMITTED_USER, "ALICE"));
+  }
+  EXPECT_EQ(0, delUser(0, "alice"));
+  EXPECT_EQ((Lines{"Bob", "docs"}), storedKeys("share.gdbm"));
+  EXPECT_EQ(Lines{"BOB"}, storedKeys("passwd.gdbm"));
+  EXPECT_EQ(Lines{"group STAFF 2"}, permitted("docs", PROTO_SYSTEM));
+  EXPECT_EQ((Lines{"user BOB 1", "group STAFF 2"}), permitted("Bob", PROTO_SYSTEM));
+  EXPECT_EQ(Lines{"user ALICE 2"}, permitted("docs", PROTO_CIFS)) << "another source's user";
+  EXPECT_EQ(-1, delUser(0, "alice"));
+  EXPECT_EQ(-1, Nas1DelUser(0, nullptr));
+  EXPECT_EQ(-1, delUser(7, "bob"));
+
+  const std::uint32_t reserve = 1;
+  EXPECT_EQ(0, NasSetConfig("RESERVE_HOME", sizeof reserve, &reserve));
+  EXPECT_EQ(0, delUser(0, "bob"));
+  EXPECT_EQ((Lines{"Bob", "docs"}), storedKeys("share.gdbm")) << "the home share is kept";
+  EXPECT_EQ(Lines{"group STAFF 2"}, permitted("Bob", PROTO_SYSTEM));
+}
+
+TEST_F(UserApi, AFailedDeletionOrABatchLeavesThePermissions) {
+  ASSERT_EQ(0, addShare("docs", "/volume/v1/docs"));
+  for (const char* name : {"NOBODY", "ONE", "TWO"}) ASSERT_EQ(0, permit("docs", PROTO_AFP, PERMITTED_USER, name));
+  EXPECT_EQ(-1, delUser(PROTO_AFP, "nobody"));
+  EXPECT_EQ(3U, permitted("docs", PROTO_AFP).size());
+  EXPECT_EQ(0, addUser(PROTO_AFP, "one"));
+  EXPECT_EQ(0, addUser(PROTO_AFP, "two"));
+  EXPECT_EQ(0, EnableNasDelPermBatch(1));
+  EXPECT_EQ(0, delUser(PROTO_AFP, "one"));
+  EXPECT_EQ(3U, permitted("docs", PROTO_AFP).size());
+  EXPECT_EQ(0, EnableNasDelPermBatch(0));
+  EXPECT_EQ(0, delUser(PROTO_AFP, "two"));
+  EXPECT_EQ((Lines{"user NOBODY 2", "user ONE 2"}), permitted("docs", PROTO_AFP));
+}
+
+TEST_F(UserApi, GroupsComeAndGoWithTheirPermissions) {
+  char name[] = " Staff ";
+  EXPECT_EQ(0, Nas1AddGroup(PROTO_SYSTEM, name, nullptr));
+  EXPECT_STREQ("STAFF", name);
+  char remote[] = " Staff ";
+  EXPECT_EQ(0, Nas1AddGroup(PROTO_CIFS, remote, nullptr));
+  EXPECT_STREQ(" STAFF ", remote) << "only local names are trimmed";
+  EXPECT_EQ((Lines{" STAFF 1", "STAFF0"}), storedKeys("group_id.gdbm"));
+  EXPECT_EQ(-1, Nas1AddGroup(PROTO_SYSTEM, name, nullptr)) << "exists";
+  char blanks[] = "  ";
+  std::string tooLong(32, 'n');
+  EXPECT_EQ(-1, Nas1AddGroup(PROTO_SYSTEM, blanks, nullptr));
+  EXPECT_EQ(-1, Nas1AddGroup(PROTO_CIFS, tooLong.data(), nullptr));
+  EXPECT_EQ(-1, Nas1AddGroup(PROTO_CIFS, nullptr, nullptr));
+  EXPECT_EQ(-1, Nas1AddGroup(7, name, nullptr));
+
+  ASSERT_EQ(0, addShare("docs", "/volume/v1/docs"));
+  ASSERT_EQ(0, permit("docs", PROTO_SYSTEM, PERMITTED_GROUP, "Staff"));
+  ASSERT_EQ(0, permit("docs", PROTO_SYSTEM, PERMITTED_USER, "ALICE"));
+  ASSERT_EQ(0, addUser(0, "alice"));
+  ASSERT_EQ(0, Nas1SetPrimaryGroup(0, "ALICE", "STAFF"));
+  EXPECT_EQ(0, delGroup(0, "staff"));
+  EXPECT_EQ(Lines{"user ALICE 2"}, permitted("docs", PROTO_SYSTEM));
+  UserItem alice = {};
+  int size = 0;
+  ASSERT_EQ(0, Nas1CheckUserItem(0, "ALICE", &alice, &size));
+  EXPECT_EQ(0U, alice.groups[0]);
+  EXPECT_EQ(-1, delGroup(0, "staff"));
+  EXPECT_EQ(0, delGroup(1, " staff "));
+  EXPECT_EQ(-1, Nas1DelGroup(0, nullptr));
+  std::filesystem::remove("/etc/admin/group_id.gdbm");
+  std::filesystem::create_directory("/etc/admin/group_id.gdbm");
+  EXPECT_EQ(-2, Nas1AddGroup(PROTO_SYSTEM, name, nullptr));
+}
