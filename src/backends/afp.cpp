@@ -71,14 +71,14 @@ int afpSetConfig(int id, int /*size*/, void* /*value*/) {
       // A list that could not be written is no reason to keep the server from reading what is there.
       (void)afpUpdateAppleVolumes();
       [[fallthrough]];
-    // The server is found under the appliance's CIFS name as well.
+    // Kept: another CIFS name reloads this server as well.
     case CONFIG_CIFS_SERVER_NAME:
     case CONFIG_AFP_SERVER_NAME:
     case CONFIG_AFP_RELAY_SERVER_NAME:
       (void)afpRestart(kReload);
       return 0;
     case CONFIG_AFP_ENABLED:
-      // Kept: switching the server off restarts it as well; its script looks at the setting.
+      // Kept: also switching the server off runs the restart, not the stop.
       (void)afpRestart(kRestart);
       return 0;
     default:
