@@ -90,24 +90,29 @@ void giveDefaultQuota(int kind, int source, const char* name) {
   (void)sysSetCommonItem(kind, item);
 }
 
+// Stores a record under a new id. Returns the id, also when the store failed; kIdOverflow without one.
+int storeWithNewId(int kind, const char* key, char* record, bool* stored) {
+  const ItemLayout& layout = itemLayouts[kind];
+  const auto itemKind = static_cast<ItemKind>(kind);
+  const RecordFile accounts(layout.file, Access::change);
+  const int id = allocateId(itemKind, accounts.handle != nullptr ? &accounts : nullptr);
+  // Kept: the id stays marked when the file cannot be opened for changes.
+  if (id == kIdOverflow || accounts.handle == nullptr) return id;
+  setWord(record + kItemOffset, layout.id, static_cast<std::uint32_t>(id));
+  *stored = accounts.store(key, record, layout.recordBytes, GDBM_INSERT) == 0;
+  // Another process has made the same account meanwhile.
+  if (!*stored) (void)freeId(itemKind, static_cast<std::uint32_t>(id), &accounts);
+  return id;
+}
+
 // Makes an account with a new id. Returns 0; -1.
 int createItem(int kind, int source, const char* name) {
-  const ItemLayout& layout = itemLayouts[kind];
   char record[kLargestRecord] = {};
-  char* const item = record + kItemOffset;
-  describe(layout, item, source, name);
-  {
-    const RecordFile accounts(layout.file, Access::change);
-    const int id = allocateId(static_cast<ItemKind>(kind), accounts.handle != nullptr ? &accounts : nullptr);
-    // Kept: the id stays marked when the file cannot be opened for changes.
-    if (id == kIdOverflow || accounts.handle == nullptr) return -1;
-    setWord(item, layout.id, static_cast<std::uint32_t>(id));
-    if (accounts.store(ItemKey(source, name).text, record, layout.recordBytes, GDBM_INSERT) != 0) {
-      // Another process has made the same account meanwhile.
-      (void)freeId(static_cast<ItemKind>(kind), static_cast<std::uint32_t>(id), &accounts);
-      return -1;
-    }
-  }
+  describe(itemLayouts[kind], record + kItemOffset, source, name);
+  bool stored = false;
+  const int id = storeWithNewId(kind, ItemKey(source, name).text, record, &stored);
+  if (id != kIdOverflow) rememberId(static_cast<ItemKind>(kind), id);
+  if (!stored) return -1;
   giveDefaultQuota(kind, source, name);
   return 0;
 }

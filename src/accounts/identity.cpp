@@ -122,10 +122,13 @@ int allocateId(ItemKind kind, const RecordFile* held) {
     (void)nas1_log(2, 2, "UID_GID[%d] overflow!", kind);
     return kIdOverflow;
   }
-  // Kept: not wrapped, unlike the hint; reading it back for a rebuild turns 32212 into 0.
-  const std::uint32_t start = index + 1;
-  (void)NasSetConfig(kStartKeys[kind], sizeof start, &start);
   return kFirstId + static_cast<int>(index);
+}
+
+void rememberId(ItemKind kind, int id) {
+  // Kept: not wrapped, unlike the hint; reading it back for a rebuild turns 32212 into 0.
+  const auto start = static_cast<std::uint32_t>(id - kFirstId + 1);
+  (void)NasSetConfig(kStartKeys[kind], sizeof start, &start);
 }
 
 int freeId(ItemKind kind, std::uint32_t id, const RecordFile* held) {

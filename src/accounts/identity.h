@@ -22,5 +22,9 @@ int sysItemCount(int kind);
 // Takes a free id of a kind. Returns it; kIdOverflow when none is left (which is logged) or nothing can be allocated.
 int allocateId(ItemKind kind, const RecordFile* held);
 
+// Stores the index after an id just taken as the one that a rebuild of the bitmap starts from. Not while the account
+// file is held: others would wait for this file's disk as well.
+void rememberId(ItemKind kind, int id);
+
 // Gives an id back. Returns 0, also for a free one (which is logged); -1 for a number outside the range.
 int freeId(ItemKind kind, std::uint32_t id, const RecordFile* held);
