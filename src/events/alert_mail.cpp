@@ -189,6 +189,8 @@ void writeAll(int fd, const char* text, std::size_t length) {
   }
 }
 
+void writeText(int fd, const char* text) { writeAll(fd, text, std::strlen(text)); }
+
 // Writes the subject line; it is cut to its buffer, its end is not.
 bool writeSubject(int fd, unsigned code, const void* arg) {
   const bool encoded = mailLanguage == kJapanese;
@@ -218,8 +220,11 @@ struct Address {
 
 void writeSender(int fd, const char* server) {
   Address sender("SENDER_ADDRESS");
+  // Room for the server's name twice and an address. (dprintf would leak its buffer when the spool is full.)
+  char line[2 * kServerNameSize + kAddressSize + 16];
   if (NasGetServiceInstall("sender_address") == 0) {
-    (void)dprintf(fd, "From: %s\n", server);
+    (void)std::snprintf(line, sizeof line, "From: %s\n", server);
+    writeText(fd, line);
     return;
   }
   if (std::strncmp(sender.text, kUseAdminMail, kUseAdminMailCompared) == 0) {
@@ -227,7 +232,8 @@ void writeSender(int fd, const char* server) {
     if (sender.text[0] == '\0') sender.read("ADMIN_EMAIL_2");
   }
   if (sender.text[0] == '\0') (void)std::snprintf(sender.text, sizeof sender.text, "%s@%s", server, server);
-  (void)dprintf(fd, "From: \"%s\"<%s>\n", server, sender.text);
+  (void)std::snprintf(line, sizeof line, "From: \"%s\"<%s>\n", server, sender.text);
+  writeText(fd, line);
 }
 
 constexpr std::size_t kListSize = 201;  // 200 bytes and a NUL
@@ -253,10 +259,12 @@ extern "C" int SetupMailBody(int fd, unsigned code, const void* arg, const char*
   (void)Nas1GetConfig(0, kServerNameSize - 1, server, nullptr);
   if (!writeSubject(fd, code, arg)) return -1;
   writeSender(fd, server);
-  (void)dprintf(fd, "To: %s\n\n", recipients == nullptr ? "" : recipients);
+  writeText(fd, "To: ");
+  writeText(fd, recipients == nullptr ? "" : recipients);
+  writeText(fd, "\n\n");
   const TrackedText text(kMailUnit, __LINE__, bodyOf(code, arg, server));
-  writeAll(fd, text.text(), std::strlen(text.text()));
-  writeAll(fd, ".\n", 2);
+  writeText(fd, text.text());
+  writeText(fd, ".\n");
   return 0;
 }
 
