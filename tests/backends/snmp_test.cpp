@@ -2,9 +2,6 @@
 
 #include <cstdio>
 
-#include <arpa/inet.h>
-#include <poll.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 
 #include "api/nas1api.h"
@@ -137,32 +134,4 @@ TEST_F(Snmp, TheRealAgentAnswersToTheConfiguredCommunity) {
   int off = 0;
   ASSERT_EQ(0, Nas1SetConfig(STATE, sizeof off, &off));
   EXPECT_EQ("", answerOf((ask + "others" + services).c_str()));
-}
-
-TEST_F(Snmp, TheConfiguredReceiverIsReached) {
-  if (!exists("/usr/bin/snmptrap")) GTEST_SKIP() << "snmp is not installed";
-  letHelpersAct();
-  setText(TRAP_MAN1 + 4, "127.0.0.1");
-  setText(TRAP_COMM1 + 4, "watchers");
-  setInteger(STATE, 1);
-  setInteger(TRAP_STATE, 1);
-  const int receiver = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  const sockaddr_in place = {
-      .sin_family = AF_INET, .sin_port = htons(162), .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
-  ASSERT_EQ(0, bind(receiver, reinterpret_cast<const sockaddr*>(&place), sizeof place));
-  std::FILE* const agentFile = std::fopen(kAgentFile, "we");
-  WriteSNMPConfFromDB(agentFile);
-  (void)std::fclose(agentFile);
-  EXPECT_EQ(0, NasSendSNMPtrap(11));
-
-  pollfd waited = {.fd = receiver, .events = POLLIN, .revents = 0};
-  char packet[1024] = {};
-  ASSERT_EQ(1, poll(&waited, 1, 5000));
-  const ssize_t bytes = recv(receiver, packet, sizeof packet, 0);
-  (void)close(receiver);
-  const std::string trap(packet, static_cast<std::size_t>(std::max<ssize_t>(bytes, 0)));
-  // As sent on the wire: generic type 6, specific number 12.
-  for (const std::string& part :
-       {std::string("watchers"), std::string("SomeProblemHappened"), std::string("\2\1\6\2\1\14")})
-    EXPECT_NE(std::string::npos, trap.find(part)) << part;
 }
