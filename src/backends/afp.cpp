@@ -37,9 +37,9 @@ int afpUpdateAppleVolumes() {
 
   LockedFile volumes(kVolumeList, FileUse::rewriting);
   const AllShares shares(kUnit, __LINE__);
-  if (shares.result < 0) return failed(LOG_LEVEL_INFO, "Nas1ShareCountSize error");
+  if (shares.counted < 0) return failed(LOG_LEVEL_INFO, "Nas1ShareCountSize error");
   if (shares.none()) return 0;
-  if (shares.list.data == nullptr) return failed(LOG_LEVEL_ERR, "Not enough mem available!");
+  if (shares.outOfMemory) return failed(LOG_LEVEL_ERR, "Not enough mem available!");
   if (shares.listed < 0) return failed(LOG_LEVEL_ERR, "Nas1ShareList failed!");
   if (!volumes.startOver()) return -1;
   forEachShare(shares, [&](const ShareInfo* share) {

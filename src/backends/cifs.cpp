@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 #include "accounts/account_items.h"
 #include "api/nas1api.h"
@@ -22,6 +23,7 @@ static constexpr unsigned kLogCifs = 6;
 
 static constexpr char kPidDirectory[] = "/var/lock/samba/locks";
 static constexpr int kPidPathSize = 1024;
+static constexpr std::size_t kWriteBytes = 65536;  // the share list goes to the disk in pieces of this size
 
 static constexpr const char* kInitCommands[] = {"/etc/init.d/smb start", "/etc/init.d/smb stop",
                                                 "/etc/init.d/smb restart"};
@@ -71,7 +73,7 @@ int cifsGetProcessPid(const char* name) {
 
 void ReadAllShareFromDB(std::FILE* stream) {
   const AllShares shares(kUnit, __LINE__);
-  if (shares.result < 0) {
+  if (shares.counted < 0) {
     (void)nas1_log(kError, kLogCifs, "get share count fail");
     return;
   }
@@ -81,8 +83,10 @@ void ReadAllShareFromDB(std::FILE* stream) {
 
   (void)std::fputs("# Samba config file created through Zelmar APIs(11-19-2001).\n", stream);
   forEachShare(shares, [stream](const ShareInfo* share) {
-    (void)std::fprintf(stream, "[%s]\n    comment = %s\n    path = %s\n\n", share->name, share->comment,
-                       sharePath(share));
+    for (const char* const text :
+         {"[", share->name, "]\n    comment = ", share->comment, "\n    path = ", sharePath(share), "\n\n"}) {
+      (void)std::fputs(text, stream);
+    }
   });
 }
 }
@@ -94,6 +98,7 @@ static int rewriteAndReload() {
     (void)nas1_log(kError, kLogCifs, "failed to open %s for writing", servicesf);
     return -1;
   }
+  (void)std::setvbuf(file, nullptr, _IOFBF, kWriteBytes);
   ReadAllShareFromDB(file);
   (void)std::fclose(file);
   (void)Nas1System("/etc/init.d/smb reload");

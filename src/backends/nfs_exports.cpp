@@ -66,8 +66,8 @@ static int exportShare(std::FILE* file, const char* share, const char* path, con
 extern "C" int Update_Export_Conf() {
   LockedFile exports(kExports, FileUse::rewriting);
   const AllShares shares(kUnit, __LINE__);
-  if (shares.result < 0 || shares.none()) return 0;
-  if (shares.list.data == nullptr) {
+  if (shares.none()) return 0;
+  if (shares.outOfMemory) {
     (void)nas1_log(LOG_LEVEL_ERR, LOG_CATEGORY_NFS, "Not enough mem available!");
     return -1;
   }

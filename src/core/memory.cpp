@@ -32,9 +32,32 @@ struct Locked {
   Locked& operator=(const Locked&) = delete;
 };
 
+// Records of freed blocks, kept for the next ones: a walk over a record file lists and frees two blocks a record.
+constexpr int kMostSpare = 16;
+AllocationRecord* spare = nullptr;
+int spareCount = 0;
+
+AllocationRecord* takeRecord() {
+  if (spare == nullptr) return static_cast<AllocationRecord*>(std::malloc(sizeof(AllocationRecord)));
+  AllocationRecord* const record = spare;
+  spare = record->next;
+  --spareCount;
+  return record;
+}
+
+void giveBackRecord(AllocationRecord* record) {
+  if (spareCount == kMostSpare) {
+    std::free(record);
+    return;
+  }
+  record->next = spare;
+  spare = record;
+  ++spareCount;
+}
+
 // Lists a block at the tail; false when there is no memory for the record. Called with the mutex held.
 bool append(const char* file, int line, void* block, std::size_t size) {
-  auto* const record = static_cast<AllocationRecord*>(std::calloc(1, sizeof(AllocationRecord)));
+  AllocationRecord* const record = takeRecord();
   if (record == nullptr) {
     std::printf("MEM_DEBUG[%s,%d]: sysMarkBuf t== NULL\n", file, line);
     return false;
@@ -44,8 +67,11 @@ bool append(const char* file, int line, void* block, std::size_t size) {
 
   record->size = static_cast<std::uint32_t>(size);
   record->block = block;
-  std::strncpy(record->file, file, sizeof record->file - 1);
+  const std::size_t fileLength = strnlen(file, sizeof record->file - 1);
+  std::memcpy(record->file, file, fileLength);
+  record->file[fileLength] = '\0';
   record->line = line;
+  record->next = nullptr;
   if (head == nullptr) {
     head = record;
   } else {
@@ -107,7 +133,7 @@ extern "C" void sysFree(const char* file, int line, void* block) {
   AllocationRecord* const record = unlink(block);
   if (record != nullptr) {
     size = record->size;
-    std::free(record);
+    giveBackRecord(record);
     std::free(block);
   } else if (head != nullptr) {
     std::printf("MEM_DEBUG[%s,%d]: try to free unallocated memory!ptr=%08" PRIxPTR "\n", file, line,

@@ -20,10 +20,9 @@ static void setField(char (&field)[N], const char* text) {
   std::memcpy(field, text, strnlen(text, N - 1));
 }
 
-// The share of a stored value; null when the value is cut or its size word does not fit it.
-static ShareRecord* recordOf(const FetchedValue& value) {
+const ShareRecord* storedShare(const FetchedValue& value) {
   if (value.bytes < sizeof(ShareRecord)) return nullptr;
-  auto* const record = reinterpret_cast<ShareRecord*>(value.data);
+  const auto* const record = reinterpret_cast<const ShareRecord*>(value.data);
   const std::size_t infoBytes = value.bytes - sizeof(ShareSettings);
   const std::size_t size = record->info.size;
   if (size < sizeof(ShareInfo) || size > infoBytes) return nullptr;
@@ -120,7 +119,7 @@ extern "C" int sysGetShareInfo(const char* name, void* buffer, int size) {
     logNoSuchData(__LINE__);
     return -1;
   }
-  const ShareRecord* const record = recordOf(value);
+  const ShareRecord* const record = storedShare(value);
   if (record == nullptr || size < 0) return -1;
   std::memcpy(buffer, &record->info, std::min(static_cast<std::size_t>(size), std::size_t{record->info.size}));
   return 0;
@@ -140,7 +139,7 @@ extern "C" int sysShareList(int start, int count, void* buffer, int size) {
       return true;
     }
     const FetchedValue value(kUnit, __LINE__, gdbm_fetch(shares.handle, key.asDatum()));
-    const ShareRecord* const record = recordOf(value);
+    const ShareRecord* const record = storedShare(value);
     if (record == nullptr) {
       syslog(LOG_ERR, "Warnning!%s:%d Data buffer is NULL", kUnit, __LINE__);
       return false;
@@ -168,7 +167,7 @@ extern "C" int sysShareGetCountSize(int* count, int* bytes) {
   if (shares.handle != nullptr) {
     walkKeys(kUnit, __LINE__, shares, [&](const FetchedValue& key) {
       const FetchedValue value(kUnit, __LINE__, gdbm_fetch(shares.handle, key.asDatum()));
-      const ShareRecord* const record = recordOf(value);
+      const ShareRecord* const record = storedShare(value);
       if (record != nullptr) total += record->info.size;
       ++shareCount;
       return true;

@@ -38,6 +38,11 @@ inline const char* sharePath(const ShareInfo* info) {
 }
 inline char* sharePath(ShareInfo* info) { return reinterpret_cast<char*>(info) + offsetof(ShareInfo, path); }
 
+struct FetchedValue;
+
+// The share of a stored value; null when the value is missing, cut, or its size word does not fit it.
+const ShareRecord* storedShare(const FetchedValue& value);
+
 #pragma GCC visibility push(default)
 extern "C" {
 // The system row's share operations. Each opens the record file, does its work and closes it. Null arguments, an empty
