@@ -1,7 +1,6 @@
 // nas1 conn: the clients that are connected to the file services.
 
 #include <nas1api.h>
-#include <strings.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -11,7 +10,7 @@
 
 #include "nouns.h"
 #include "output.h"
-#include "suggest.h"
+#include "protocols.h"
 #include "values.h"
 
 namespace {
@@ -25,23 +24,11 @@ struct Arguments {
 };
 Arguments arguments;
 
-struct Protocol {
-  const char* name;
-  int number;
-};
-
 // Those that have a connection table.
 constexpr Protocol protocols[] = {{"cifs", PROTO_CIFS}, {"nfs", PROTO_NFS}, {"ncp", PROTO_NCP}, {"afp", PROTO_AFP}};
 
-ExitCode findProtocol(const Protocol*& protocol) {
-  std::vector<std::string> names;
-  for (const Protocol& candidate : protocols) {
-    names.emplace_back(candidate.name);
-    protocol = &candidate;
-    if (strcasecmp(candidate.name, arguments.protocol.c_str()) == 0) return DONE;
-  }
-  return complain(UNKNOWN_OBJECT, "no protocol %s has a connection table%s; cifs, nfs, ncp and afp have one",
-                  arguments.protocol.c_str(), suggestion(arguments.protocol, names).c_str());
+ExitCode chooseProtocol(const Protocol*& protocol) {
+  return findProtocol(protocols, "a connection table", arguments.protocol, protocol);
 }
 
 // Returns false when the protocol's table cannot be reached.
@@ -61,7 +48,7 @@ ExitCode addToListing(const Protocol& protocol, Listing& listing) {
   }
   std::sort(records.begin(), records.end(), [](const auto& a, const auto& b) { return a.pid < b.pid; });
   for (const ConnectionRecord& record : records) {
-    const std::string client(record.data, strnlen(record.data, sizeof record.data));
+    const std::string client = fieldText(record.data, sizeof record.data);
     listing.rows.push_back(
         {protocol.name, static_cast<long long>(record.pid), static_cast<long long>(record.time), client});
   }
@@ -76,7 +63,7 @@ ExitCode list() {
   ExitCode result = DONE;
   if (!arguments.protocol.empty()) {
     const Protocol* protocol;
-    if (const ExitCode fault = findProtocol(protocol); fault != DONE) return fault;
+    if (const ExitCode fault = chooseProtocol(protocol); fault != DONE) return fault;
     result = addToListing(*protocol, listing);
     if (result != DONE) return result;
   } else {
@@ -90,7 +77,7 @@ ExitCode list() {
 
 ExitCode kick() {
   const Protocol* protocol;
-  if (const ExitCode fault = findProtocol(protocol); fault != DONE) return fault;
+  if (const ExitCode fault = chooseProtocol(protocol); fault != DONE) return fault;
   // NFS has no list to look into, and its clients no sessions to end.
   if (protocol->number == PROTO_NFS) return complain(REFUSED, "nfs has no sessions that could be ended");
   std::vector<ConnectionRecord> records;
@@ -111,7 +98,7 @@ ExitCode kick() {
 
 ExitCode add() {
   const Protocol* protocol;
-  if (const ExitCode fault = findProtocol(protocol); fault != DONE) return fault;
+  if (const ExitCode fault = chooseProtocol(protocol); fault != DONE) return fault;
   ConnectionRecord record = {};
   if (arguments.pid <= 0) return complain(USAGE, "a process has a number above 0, not %d", arguments.pid);
   if (arguments.text.size() >= sizeof record.data) {

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <cstring>
 #include <nlohmann/json.hpp>
 
 using Json = nlohmann::ordered_json;
@@ -134,6 +135,8 @@ void addOutputOptions(CLI::App& verb, Output& output) {
 void addSecretsOption(CLI::App& verb, Output& output) {
   verb.add_flag("--with-secrets", output.secrets, "Print passwords instead of masking them");
 }
+
+std::string fieldText(const char* field, std::size_t size) { return {field, strnlen(field, size)}; }
 
 Cell secretCell(const Output& output, const std::string& secret) {
   return secret.empty() || output.secrets ? secret : kMasked;

@@ -1,6 +1,7 @@
 #pragma once
 // What the verbs print: a table with a heading on a terminal, tab-separated lines without one in a pipe, or JSON.
 
+#include <cstddef>
 #include <string>
 #include <variant>
 #include <vector>
@@ -22,6 +23,9 @@ void addSecretsOption(CLI::App& verb, Output& output);
 
 // One value; nothing where there is none (an empty field, null in JSON). Texts are bytes in the appliance's code page.
 using Cell = std::variant<std::monostate, bool, long long, std::string>;
+
+// A fixed field of a record as a text: up to its NUL or, without one, to its end.
+std::string fieldText(const char* field, std::size_t size);
 
 // A password as a cell: as it is, or only whether there is one.
 Cell secretCell(const Output& output, const std::string& secret);

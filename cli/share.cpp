@@ -4,18 +4,16 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <cstdio>
 #include <cstring>
-#include <iostream>
 #include <optional>
 #include <string>
-#include <vector>
 
+#include "confirm.h"
 #include "nouns.h"
 #include "output.h"
 #include "record_files.h"
 #include "secret.h"
+#include "shares.h"
 #include "values.h"
 
 namespace {
@@ -33,60 +31,8 @@ struct Arguments {
 };
 Arguments arguments;
 
-constexpr int kHeadSize = static_cast<int>(sizeof(ShareInfo));
 constexpr std::size_t kPasswordLength = NAS_NAME_SIZE - 1;
 enum { READ_ONLY_PASSWORD = 0, READ_WRITE_PASSWORD = 1 };
-
-struct Share {
-  std::string name;
-  std::string comment;
-  std::string path;
-};
-
-std::string fieldText(const char* field, std::size_t size) { return {field, strnlen(field, size)}; }
-
-// Reads the block at the start of `bytes`, of which `room` are there.
-Share shareOf(const char* bytes, std::size_t room) {
-  ShareInfo head;
-  std::memcpy(&head, bytes, sizeof head);
-  const std::size_t pathAt = offsetof(ShareInfo, path);
-  const std::size_t end = std::min<std::size_t>(head.size, room);
-  return {fieldText(head.name, sizeof head.name), fieldText(head.comment, sizeof head.comment),
-          end > pathAt ? fieldText(bytes + pathAt, end - pathAt) : ""};
-}
-
-std::optional<Share> findShare(const std::string& name) {
-  const int size = Nas1GetShareInfoSize(name.c_str());
-  if (size < kHeadSize) return std::nullopt;
-  std::vector<char> block(static_cast<std::size_t>(size));
-  if (Nas1GetShareInfo(name.c_str(), block.data(), size) != 0) return std::nullopt;
-  return shareOf(block.data(), block.size());
-}
-
-std::vector<Share> allShares() {
-  int count = 0;
-  int bytes = 0;
-  (void)Nas1ShareCountSize(&count, &bytes);
-  std::vector<char> blocks(static_cast<std::size_t>(std::max(bytes, 0)));
-  const int listed = Nas1ShareList(0, count, blocks.data(), bytes);
-  std::vector<Share> shares;
-  std::size_t at = 0;
-  for (int i = 0; i < listed && blocks.size() - at >= sizeof(ShareInfo); ++i) {
-    std::uint32_t size;
-    std::memcpy(&size, blocks.data() + at, sizeof size);
-    if (size < sizeof(ShareInfo) || size > blocks.size() - at) break;
-    shares.push_back(shareOf(blocks.data() + at, size));
-    at += size;
-  }
-  std::sort(shares.begin(), shares.end(), [](const Share& a, const Share& b) { return a.name < b.name; });
-  return shares;
-}
-
-// After a share was not found: the record file's fault, or there is none of that name.
-ExitCode noSuchShare() {
-  if (const ExitCode fault = checkRecordFile(kShareFile, Use::read); fault != DONE) return fault;
-  return complain(UNKNOWN_OBJECT, "there is no share %s; nas1 share list shows them", arguments.name.c_str());
-}
 
 ExitCode checkPath(const std::string& path) {
   if (!path.starts_with('/')) return complain(USAGE, "the path %s does not begin with /", path.c_str());
@@ -132,16 +78,9 @@ bool folderIsKept() {
   return NasGetConfig("RESERVE_SHARE_PATH", sizeof reserved, &reserved, nullptr) >= 0 && reserved == 1;
 }
 
-bool isConfirmed() {
-  if (arguments.yes || isatty(STDIN_FILENO) != 1) return true;
-  (void)std::fputs("Go on? [y/N] ", stderr);
-  std::string answer;
-  return std::getline(std::cin, answer) && (answer == "y" || answer == "yes");
-}
-
 ExitCode del() {
   const std::optional<Share> share = findShare(arguments.name);
-  if (!share) return noSuchShare();
+  if (!share) return noSuchShare(arguments.name);
   // The folder would go even if the record could not: look first whether it can.
   if (const ExitCode fault = checkRecordFile(kShareFile, Use::change); fault != DONE) return fault;
   const bool kept = folderIsKept();
@@ -151,7 +90,7 @@ ExitCode del() {
   }
   tell(kept ? "the share %s goes; its folder %s stays" : "the share %s goes, and its folder %s with all that is in it",
        share->name.c_str(), path);
-  if (!isConfirmed()) return complain(REFUSED, "nothing was changed");
+  if (!isConfirmed(arguments.yes)) return complain(REFUSED, "nothing was changed");
   if (Nas1ShareDel(arguments.name.c_str()) != 0) {
     return explainFailure(kShareFile, Use::change, "the share could not be deleted");
   }
@@ -164,7 +103,7 @@ ExitCode mod() {
   if (!arguments.path && !arguments.comment)
     return complain(USAGE, "nothing to change: give --comment, --path or both");
   const std::optional<Share> share = findShare(arguments.name);
-  if (!share) return noSuchShare();
+  if (!share) return noSuchShare(arguments.name);
   // What stays as it is was checked when it was set.
   if (arguments.path) {
     if (const ExitCode fault = checkPath(*arguments.path); fault != DONE) return fault;
@@ -202,7 +141,7 @@ bool readPassword(const std::string& name, int which, std::string& password) {
 
 ExitCode show() {
   const std::optional<Share> share = findShare(arguments.name);
-  if (!share) return noSuchShare();
+  if (!share) return noSuchShare(arguments.name);
   std::string readOnly;
   std::string readWrite;
   int isHome = 0;
@@ -223,7 +162,7 @@ ExitCode show() {
 ExitCode passwd() {
   if (arguments.readOnly == arguments.readWrite)
     return complain(USAGE, "say which password: --read-only or --read-write");
-  if (!findShare(arguments.name)) return noSuchShare();
+  if (!findShare(arguments.name)) return noSuchShare(arguments.name);
   std::string password;
   const char* const what = arguments.readWrite ? "read-write password" : "read-only password";
   if (const ExitCode fault = readSecret(what, arguments.file, kPasswordLength, password); fault != DONE) return fault;

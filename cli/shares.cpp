@@ -1,0 +1,51 @@
+#include "shares.h"
+
+#include <nas1api.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "output.h"
+#include "record_files.h"
+
+// Reads the block at the start of `bytes`, of which `room` are there.
+static Share shareOf(const char* bytes, std::size_t room) {
+  ShareInfo head;
+  std::memcpy(&head, bytes, sizeof head);
+  const std::size_t pathAt = offsetof(ShareInfo, path);
+  const std::size_t end = std::min<std::size_t>(head.size, room);
+  return {fieldText(head.name, sizeof head.name), fieldText(head.comment, sizeof head.comment),
+          end > pathAt ? fieldText(bytes + pathAt, end - pathAt) : ""};
+}
+
+std::optional<Share> findShare(const std::string& name) {
+  const int size = Nas1GetShareInfoSize(name.c_str());
+  if (size < static_cast<int>(sizeof(ShareInfo))) return std::nullopt;
+  std::vector<char> block(static_cast<std::size_t>(size));
+  if (Nas1GetShareInfo(name.c_str(), block.data(), size) != 0) return std::nullopt;
+  return shareOf(block.data(), block.size());
+}
+
+std::vector<Share> allShares() {
+  int count = 0;
+  int bytes = 0;
+  (void)Nas1ShareCountSize(&count, &bytes);
+  std::vector<char> blocks(static_cast<std::size_t>(std::max(bytes, 0)));
+  const int listed = Nas1ShareList(0, count, blocks.data(), bytes);
+  std::vector<Share> shares;
+  std::size_t at = 0;
+  for (int i = 0; i < listed && blocks.size() - at >= sizeof(ShareInfo); ++i) {
+    std::uint32_t size;
+    std::memcpy(&size, blocks.data() + at, sizeof size);
+    if (size < sizeof(ShareInfo) || size > blocks.size() - at) break;
+    shares.push_back(shareOf(blocks.data() + at, size));
+    at += size;
+  }
+  std::sort(shares.begin(), shares.end(), [](const Share& a, const Share& b) { return a.name < b.name; });
+  return shares;
+}
+
+ExitCode noSuchShare(const std::string& name) {
+  if (const ExitCode fault = checkRecordFile(kShareFile, Use::read); fault != DONE) return fault;
+  return complain(UNKNOWN_OBJECT, "there is no share %s; nas1 share list shows them", name.c_str());
+}

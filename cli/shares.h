@@ -1,0 +1,23 @@
+#pragma once
+// The shares as the library describes them, for every noun that is about one.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "errors.h"
+
+struct Share {
+  std::string name;
+  std::string comment;
+  std::string path;
+};
+
+std::optional<Share> findShare(const std::string& name);
+
+// All shares, by name; none also when the record file cannot be read.
+std::vector<Share> allShares();
+
+// After a share was not found: complains about the record file or, when it has no fault, that there is none of that
+// name.
+[[nodiscard]] ExitCode noSuchShare(const std::string& name);
