@@ -5,6 +5,7 @@
 #include "errors.h"
 
 inline constexpr char kShareFile[] = "/etc/admin/share.gdbm";
+inline constexpr char kShareNfsFile[] = "/etc/admin/share_nfs.gdbm";
 inline constexpr char kSystemFile[] = "/etc/admin/system.gdbm";
 
 enum class Use { read, change };

@@ -15,6 +15,8 @@ constexpr Rule rules[] = {
     {Target::shareName, "$`", "a shell"},
     {Target::sharePath, "$", "the shell that makes the folder"},
     {Target::sharePath, "%\"", "Samba's share list"},
+    {Target::exportedPath, " #\"\\", "the NFS server's export list"},
+    {Target::exportClient, " #\"\\()", "the NFS server's export list"},
     {Target::setting, "$`\"';|&<>()\\", "a shell"},
 };
 

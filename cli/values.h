@@ -6,7 +6,7 @@
 #include "errors.h"
 
 // Where a value ends up.
-enum class Target { shareName, shareComment, sharePath, setting, freeText };
+enum class Target { shareName, shareComment, sharePath, exportedPath, exportClient, setting, freeText };
 
 // Returns DONE for a value that is safe there, or when unsafe ones are allowed; else complains, naming the character
 // and what would misread it.

@@ -1,0 +1,49 @@
+// nas1 volume: the data areas that shares are made on.
+
+#include <nas1api.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <string>
+
+#include "nouns.h"
+#include "output.h"
+#include "volumes.h"
+
+namespace {
+
+Output output;
+
+ExitCode list() {
+  int lines = 0;
+  Listing listing = {"volumes", {"name", "device", "mount", "snapshot_reserved"}, {}};
+  for (const VolumeInfo& volume : allVolumes(&lines)) {
+    listing.rows.push_back({fieldText(volume.name, sizeof volume.name), fieldText(volume.device, sizeof volume.device),
+                            fieldText(volume.mount, sizeof volume.mount), static_cast<long long>(volume.snapshot[0])});
+  }
+  printListing(output, listing);
+  const int listed = static_cast<int>(listing.rows.size());
+  if (listed < lines) {
+    tell("the volume table has %d lines, but line %d names no device and mount point, and no line behind it counts",
+         lines, listed + 1);
+  }
+  return DONE;
+}
+
+}  // namespace
+
+std::vector<VolumeInfo> allVolumes(int* lines) {
+  int count = 0;
+  int bytes = 0;
+  (void)Nas1GetVolumeCount(&count, &bytes);
+  std::vector<VolumeInfo> volumes(static_cast<std::size_t>(count));
+  volumes.resize(static_cast<std::size_t>(Nas1ListVolume(volumes.data(), bytes)));
+  if (lines != nullptr) *lines = count;
+  return volumes;
+}
+
+void registerVolume(CLI::App& noun, ExitCode& result) {
+  CLI::App* const verb = noun.add_subcommand("list", "Print all volumes");
+  addOutputOptions(*verb, output);
+  verb->callback([&result] { result = list(); });
+}
