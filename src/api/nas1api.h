@@ -748,8 +748,12 @@ int CharMap(int n);
 
 enum { DISK_COUNT = 256, RAID_STATUS_SIZE = 176 };
 
-/* The number of the disk as the administrator sees it, by the driver's internal index; built by the first Nas1Event. */
+/* The number of the disk as the administrator sees it, by the driver's internal index; built by the first Nas1Event or
+ * by initDiskNumMap. */
 extern int DiskNumMap[DISK_COUNT];
+
+/* initDiskNumMap: builds DiskNumMap from /etc/hotswap.conf; without that file disk i has the number i + 1. */
+void initDiskNumMap(void);
 
 /* The disk configuration: 176 bytes. */
 typedef struct DiskConfig {

@@ -13,8 +13,6 @@ static_assert(sizeof(DiskConfig) == 176, "stored in system.gdbm under DISK_CONFI
 
 #pragma GCC visibility push(default)
 extern "C" {
-// Builds DiskNumMap from the hot-swap configuration.
-void initDiskNumMap();
 // Reads a hot-swap configuration: the line that begins with "disks". A file that cannot be opened is in the system log.
 void parseConfig(const char* path);
 // Takes the list of device paths of such a line.
