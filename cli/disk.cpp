@@ -1,0 +1,105 @@
+// nas1 disk and nas1 raid: what the driver and the configuration know about the disks.
+
+#include <nas1api.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "nouns.h"
+#include "output.h"
+
+namespace {
+
+constexpr char kHotSwapFile[] = "/etc/hotswap.conf";
+
+Output output;
+
+// The device paths that the hot-swap configuration lists, by the driver's index; empty where a word is none.
+std::vector<std::string> listedDisks() {
+  std::vector<std::string> devices;
+  std::FILE* const file = std::fopen(kHotSwapFile, "re");
+  if (file == nullptr) return devices;
+  char line[256];
+  while (std::fgets(line, sizeof line, file) != nullptr) {
+    constexpr char key[] = "disks";
+    if (std::strncmp(line, key, sizeof key - 1) != 0) continue;
+    devices.clear();
+    char* rest = nullptr;
+    const char* word = strtok_r(line + std::min(std::strlen(line), sizeof key), " \t\r\n", &rest);
+    for (; word != nullptr; word = strtok_r(nullptr, " \t\r\n", &rest))
+      devices.emplace_back(std::strncmp(word, "/dev/", 5) == 0 ? word : "");
+  }
+  (void)std::fclose(file);
+  return devices;
+}
+
+ExitCode list() {
+  initDiskNumMap();
+  Listing listing = {"disks", {"index", "number", "device"}, {}};
+  const std::vector<std::string> devices = listedDisks();
+  const std::size_t count = std::min(devices.size(), static_cast<std::size_t>(DISK_COUNT));
+  for (std::size_t i = 0; i < count; ++i) {
+    if (devices[i].empty()) continue;
+    listing.rows.push_back({static_cast<long long>(i), static_cast<long long>(DiskNumMap[i]), devices[i]});
+  }
+  if (listing.rows.empty()) tell("%s lists no disks: the disk with index i has the number i + 1", kHotSwapFile);
+  printListing(output, listing);
+  return DONE;
+}
+
+std::string inHex(const void* data, std::size_t bytes) {
+  std::string digits;
+  char pair[3];
+  for (std::size_t i = 0; i < bytes; ++i) {
+    (void)std::snprintf(pair, sizeof pair, "%02x", static_cast<const unsigned char*>(data)[i]);
+    digits += pair;
+  }
+  return digits;
+}
+
+ExitCode config() {
+  DiskConfig stored = {};
+  if (Nas1GetDiskConfig(&stored) != 0) return complain(LIBRARY_FAILED, "the disk configuration cannot be read");
+  printObject(output, "disk_config",
+              {{"raid_level", static_cast<long long>(stored.raidLevel)},
+               {"file_system", static_cast<long long>(stored.fileSystem)},
+               {"flag", static_cast<long long>(stored.flag)},
+               {"callers", inHex(stored.callers, sizeof stored.callers)}});
+  return DONE;
+}
+
+ExitCode raid() {
+  unsigned char status[RAID_STATUS_SIZE] = {};
+  const int result = Nas1GetRaidStatus(status);
+  if (result == -1) return complain(LIBRARY_FAILED, "there is no driver behind /dev/nas1");
+  std::int32_t words[2];
+  std::memcpy(words, status, sizeof words);
+  const std::string drivers = inHex(status + sizeof words, sizeof status - sizeof words);
+  printObject(output, "raid",
+              {{"raid_level", static_cast<long long>(words[0])},
+               {"flag", static_cast<long long>(words[1])},
+               {"driver", result == 0 ? Cell(drivers) : Cell()}});
+  return result == 0 ? DONE : complain(LIBRARY_FAILED, "the driver does not tell the state of the RAID");
+}
+
+}  // namespace
+
+void registerDisk(CLI::App& noun, ExitCode& result) {
+  CLI::App* const listVerb =
+      noun.add_subcommand("list", "Print the listed disks with the driver's index and the number");
+  addOutputOptions(*listVerb, output);
+  listVerb->callback([&result] { result = list(); });
+
+  CLI::App* const configVerb = noun.add_subcommand("config", "Print the disk configuration");
+  addOutputOptions(*configVerb, output);
+  configVerb->callback([&result] { result = config(); });
+}
+
+void registerRaid(CLI::App& noun, ExitCode& result) {
+  addOutputOptions(noun, output);
+  noun.callback([&result] { result = raid(); });
+}

@@ -1,0 +1,141 @@
+// nas1 module: the add-on modules that are installed.
+
+#include <nas1api.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "confirm.h"
+#include "nouns.h"
+#include "output.h"
+#include "record_files.h"
+#include "values.h"
+
+namespace {
+
+constexpr char kModuleFile[] = "/etc/admin/module.gdbm";
+
+// What this front end makes of a record's descriptive bytes: the name in a field, then one text.
+constexpr std::size_t kTextOffset = NAS_NAME_SIZE;
+constexpr std::size_t kTextSize = sizeof(ModuleRecord::description) - kTextOffset;
+constexpr std::size_t kCommandSize = sizeof(ModuleRecord::removalCommand);
+
+struct Arguments {
+  std::string name;
+  std::string text;
+  std::string command;
+  bool replace = false;
+  bool yes = false;
+  Output output;
+};
+Arguments arguments;
+
+std::vector<ModuleRecord> readModules() {
+  std::vector<ModuleRecord> records(static_cast<std::size_t>(std::max(Nas1ModuleList(0, 0, nullptr, 0), 0)));
+  if (records.empty()) return records;
+  const int count = static_cast<int>(records.size());
+  const int bytes = static_cast<int>(records.size() * sizeof(ModuleRecord));
+  records.resize(static_cast<std::size_t>(std::max(Nas1ModuleList(0, count, records.data(), bytes), 0)));
+  std::sort(records.begin(), records.end(), [](const auto& a, const auto& b) {
+    return std::strncmp(a.description, b.description, sizeof a.description) < 0;
+  });
+  return records;
+}
+
+std::string nameOf(const ModuleRecord& r) { return {r.description, strnlen(r.description, sizeof r.description)}; }
+
+std::string textOf(const ModuleRecord& r) {
+  return {r.description + kTextOffset, strnlen(r.description + kTextOffset, kTextSize)};
+}
+
+std::string commandOf(const ModuleRecord& r) { return {r.removalCommand, strnlen(r.removalCommand, kCommandSize)}; }
+
+// Finds a module; complains when there is none.
+ExitCode find(ModuleRecord& found) {
+  if (const ExitCode fault = checkRecordFile(kModuleFile, Use::read); fault != DONE) return fault;
+  for (const ModuleRecord& record : readModules()) {
+    found = record;
+    if (nameOf(record) == arguments.name) return DONE;
+  }
+  return complain(UNKNOWN_OBJECT, "there is no module %s; nas1 module list shows them", arguments.name.c_str());
+}
+
+ExitCode checkText(const char* what, const std::string& text, std::size_t size) {
+  if (text.size() >= size)
+    return complain(USAGE, "the %s has %zu characters; it may have %zu", what, text.size(), size - 1);
+  return checkSafe(Target::freeText, what, text, false);
+}
+
+ExitCode add() {
+  if (arguments.name.empty()) return complain(USAGE, "the name of the module is empty");
+  if (const ExitCode fault = checkText("name", arguments.name, NAS_NAME_SIZE); fault != DONE) return fault;
+  if (const ExitCode fault = checkText("description", arguments.text, kTextSize); fault != DONE) return fault;
+  if (const ExitCode fault = checkText("command", arguments.command, kCommandSize); fault != DONE) return fault;
+  ModuleRecord record = {};
+  (void)arguments.name.copy(record.description, NAS_NAME_SIZE);
+  (void)arguments.text.copy(record.description + kTextOffset, kTextSize);
+  (void)arguments.command.copy(record.removalCommand, kCommandSize);
+  if ((arguments.replace ? Nas1ModuleMod(&record) : Nas1ModuleAdd(&record)) == 0) return DONE;
+  const auto modules = readModules();
+  const auto same = [](const ModuleRecord& r) { return nameOf(r) == arguments.name; };
+  if (!arguments.replace && std::any_of(modules.begin(), modules.end(), same)) {
+    return complain(REFUSED, "there is a module %s already; --replace changes it", arguments.name.c_str());
+  }
+  return explainFailure(kModuleFile, Use::change, "the module could not be added");
+}
+
+ExitCode del() {
+  ModuleRecord record = {};
+  if (const ExitCode fault = find(record); fault != DONE) return fault;
+  const std::string command = commandOf(record);
+  if (!command.empty()) tell("the module %s is taken out by: %s", arguments.name.c_str(), command.c_str());
+  if (!isConfirmed(arguments.yes)) return complain(REFUSED, "nothing was changed");
+  if (Nas1ModuleDel(arguments.name.c_str()) == 0) return DONE;
+  return explainFailure(kModuleFile, Use::change, "the module could not be deleted");
+}
+
+ExitCode list() {
+  if (const ExitCode fault = checkRecordFile(kModuleFile, Use::read); fault != DONE) return fault;
+  Listing listing = {"modules", {"name", "description", "removal_command"}, {}};
+  for (const ModuleRecord& record : readModules())
+    listing.rows.push_back({nameOf(record), textOf(record), commandOf(record)});
+  printListing(arguments.output, listing);
+  return DONE;
+}
+
+ExitCode show() {
+  ModuleRecord record = {};
+  if (const ExitCode fault = find(record); fault != DONE) return fault;
+  printObject(arguments.output, "module",
+              {{"name", nameOf(record)}, {"description", textOf(record)}, {"removal_command", commandOf(record)}});
+  return DONE;
+}
+
+}  // namespace
+
+void registerModule(CLI::App& noun, ExitCode& result) {
+  CLI::App* const addVerb = noun.add_subcommand("add", "Register a module");
+  addVerb->add_option("NAME", arguments.name, "At most 31 characters")->required();
+  addVerb->add_option("--description", arguments.text, "What it is, at most 203 characters");
+  addVerb->add_option("--on-removal", arguments.command, "Shell command that takes it out, at most 127 characters");
+  addVerb->add_flag("--replace", arguments.replace, "Replace what is registered under the name");
+  addVerb->callback([&result] { result = add(); });
+
+  CLI::App* const delVerb =
+      noun.add_subcommand("del", "Run a module's removal command and delete it from the register");
+  delVerb->add_option("NAME", arguments.name, "Name of the module")->required();
+  delVerb->add_flag("--yes", arguments.yes, "Do not ask");
+  delVerb->callback([&result] { result = del(); });
+
+  CLI::App* const listVerb = noun.add_subcommand("list", "Print all modules");
+  addOutputOptions(*listVerb, arguments.output);
+  listVerb->callback([&result] { result = list(); });
+
+  CLI::App* const showVerb = noun.add_subcommand("show", "Print one module");
+  showVerb->add_option("NAME", arguments.name, "Name of the module")->required();
+  addOutputOptions(*showVerb, arguments.output);
+  showVerb->callback([&result] { result = show(); });
+}
