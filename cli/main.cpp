@@ -1,4 +1,4 @@
-// nas1: shares, settings, connections and log of the appliance from the command line.
+// nas1: shares, accounts, settings, connections and log of the appliance from the command line.
 //   nas1 NOUN VERB [ARGUMENT...] [OPTION...]
 
 #include <unistd.h>
@@ -25,10 +25,23 @@ struct Noun {
 
 // clang-format off
 constexpr Noun nouns[] = {
-    {"share",  "Shares: add, change, delete, show; their passwords", registerShare},
-    {"config", "Settings of the appliance",                          registerConfig},
-    {"conn",   "Connected clients",                                  registerConn},
-    {"log",    "The appliance's event log",                          registerLog},
+    {"share",    "Shares: add, change, delete, show; their passwords",     registerShare},
+    {"perm",     "Who may do what on a share",                             registerPerm},
+    {"nfs",      "The hosts that may mount a share",                       registerNfs},
+    {"volume",   "Volumes that shares are made on",                        registerVolume},
+    {"snapshot", "What the snapshot scheduler does with a volume",         registerSnapshot},
+    {"service",  "Start and stop what serves a protocol",                  registerService},
+    {"product",  "Texts that a product keeps with the settings",           registerProduct},
+    {"config",   "Settings of the appliance",                              registerConfig},
+    {"conn",     "Connected clients",                                      registerConn},
+    {"log",      "The appliance's event log",                              registerLog},
+    {"event",    "Events: raise one, list them, send waiting mails",       registerEvent},
+    {"mail",     "Alert mail",                                             registerMail},
+    {"disk",     "Disks",                                                  registerDisk},
+    {"raid",     "State of the RAID",                                      registerRaid},
+    {"module",   "Add-on modules",                                         registerModule},
+    {"status",   "The appliance on one page",                              registerStatus},
+    {"shutdown", "Shut the appliance down",                                registerShutdown},
 };
 // clang-format on
 

@@ -10,6 +10,19 @@ class App;
 
 // A verb leaves its exit code in `result`.
 void registerShare(CLI::App& noun, ExitCode& result);
+void registerPerm(CLI::App& noun, ExitCode& result);
+void registerNfs(CLI::App& noun, ExitCode& result);
+void registerVolume(CLI::App& noun, ExitCode& result);
+void registerSnapshot(CLI::App& noun, ExitCode& result);
+void registerService(CLI::App& noun, ExitCode& result);
+void registerProduct(CLI::App& noun, ExitCode& result);
 void registerConfig(CLI::App& noun, ExitCode& result);
 void registerLog(CLI::App& noun, ExitCode& result);
 void registerConn(CLI::App& noun, ExitCode& result);
+void registerEvent(CLI::App& noun, ExitCode& result);
+void registerMail(CLI::App& noun, ExitCode& result);
+void registerDisk(CLI::App& noun, ExitCode& result);
+void registerRaid(CLI::App& noun, ExitCode& result);
+void registerModule(CLI::App& noun, ExitCode& result);
+void registerStatus(CLI::App& noun, ExitCode& result);
+void registerShutdown(CLI::App& noun, ExitCode& result);
