@@ -134,7 +134,8 @@ ExitCode checkHost(const Host& host) {
     return complain(USAGE, "%s is no netmask; write 255.255.255.0 or 24", host.mask.c_str());
   }
   if (host.name[0] == '-' && !arguments.allowUnsafe) {
-    return complain(UNSAFE_VALUE, "the host %s begins with -, which the NFS server's export list would misread", name);
+    return complain(UNSAFE_VALUE,
+                    "the host %s begins with -, which the NFS server's export list would take for options", name);
   }
   return checkSafe(Target::exportClient, "host", host.name, arguments.allowUnsafe);
 }

@@ -138,7 +138,7 @@ struct List {
 };
 
 ExitCode chooseProtocol(const char* fallback, const Protocol*& protocol) {
-  return findProtocol(protocols, "permissions", arguments.protocol.value_or(fallback), protocol);
+  return findProtocol(protocols, "a list of permissions", arguments.protocol.value_or(fallback), protocol);
 }
 
 // Finds the list that the arguments name. A file that cannot be read would look like one without entries.

@@ -39,6 +39,12 @@ ExitCode checkPath(const std::string& path) {
   return checkSafe(Target::sharePath, "path", path, arguments.allowUnsafe);
 }
 
+// A new folder will also be exported; one that is there already can at least be got rid of.
+ExitCode checkNewPath(const std::string& path) {
+  if (const ExitCode fault = checkPath(path); fault != DONE) return fault;
+  return checkSafe(Target::exportedPath, "path", path, arguments.allowUnsafe);
+}
+
 ExitCode checkComment(const std::string& comment) {
   if (Nas1CheckLength(comment.c_str(), NAS_COMMENT_SIZE) != 0) {
     return complain(USAGE, "the comment has %zu characters; it may have %d", comment.size(), NAS_COMMENT_SIZE - 1);
@@ -60,7 +66,7 @@ ExitCode checkName(std::string& name) {
 ExitCode add() {
   const std::string comment = arguments.comment.value_or("");
   if (const ExitCode fault = checkName(arguments.name); fault != DONE) return fault;
-  if (const ExitCode fault = checkPath(*arguments.path); fault != DONE) return fault;
+  if (const ExitCode fault = checkNewPath(*arguments.path); fault != DONE) return fault;
   if (const ExitCode fault = checkComment(comment); fault != DONE) return fault;
   if (Nas1GetShareInfoSize(arguments.name.c_str()) >= 0) {
     return complain(REFUSED, "there is a share %s already; nas1 share mod changes it", arguments.name.c_str());
@@ -106,7 +112,7 @@ ExitCode mod() {
   if (!share) return noSuchShare(arguments.name);
   // What stays as it is was checked when it was set.
   if (arguments.path) {
-    if (const ExitCode fault = checkPath(*arguments.path); fault != DONE) return fault;
+    if (const ExitCode fault = checkNewPath(*arguments.path); fault != DONE) return fault;
   }
   if (arguments.comment) {
     if (const ExitCode fault = checkComment(*arguments.comment); fault != DONE) return fault;

@@ -1,5 +1,6 @@
 #include "values.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -10,13 +11,15 @@ struct Rule {
   const char* reader;   // what would misread them
 };
 
+constexpr char kExportList[] = "the NFS server's export list";
+
 constexpr Rule rules[] = {
     {Target::shareName, "[]%/\\\"", "Samba's share list"},
     {Target::shareName, "$`", "a shell"},
     {Target::sharePath, "$", "the shell that makes the folder"},
     {Target::sharePath, "%\"", "Samba's share list"},
-    {Target::exportedPath, " #\"\\", "the NFS server's export list"},
-    {Target::exportClient, " #\"\\()", "the NFS server's export list"},
+    {Target::exportedPath, " (\"", kExportList},
+    {Target::exportClient, " ()\"", kExportList},
     {Target::setting, "$`\"';|&<>()\\", "a shell"},
 };
 
@@ -27,6 +30,14 @@ bool isControl(char c) {
 
 bool hasPart(const std::string& path, const std::string& part) {
   return ("/" + path + "/").find("/" + part + "/") != std::string::npos;
+}
+
+// The export list may spell a character as a backslash and its number.
+bool hasOctalSpelling(const std::string& path) {
+  for (std::size_t at = path.find('\\'); at != std::string::npos; at = path.find('\\', at + 1)) {
+    if (std::min(path.find_first_not_of("01234567", at + 1), path.size()) - at > 3) return true;
+  }
+  return false;
 }
 
 const char* pathFault(const std::string& path) {
@@ -51,12 +62,18 @@ ExitCode checkSafe(Target target, const char* what, const std::string& value, bo
       return complain(UNSAFE_VALUE, "the %s holds the control character 0x%02X; %s", what, c & 0xFF, kAdvice);
     for (const Rule& rule : rules) {
       if (rule.target != target || std::strchr(rule.refused, c) == nullptr) continue;
-      return complain(UNSAFE_VALUE, "the %s holds %c, which %s would misread; %s", what, c, rule.reader, kAdvice);
+      const char shown[] = {c, '\0'};
+      return complain(UNSAFE_VALUE, "the %s holds %s, which %s would misread; %s", what, c == ' ' ? "a blank" : shown,
+                      rule.reader, kAdvice);
     }
   }
   if (!value.empty() && value.back() == '\\') {
     return complain(UNSAFE_VALUE, "the %s ends with \\, which would join it to the next line of a file; %s", what,
                     kAdvice);
+  }
+  if (target == Target::exportedPath && hasOctalSpelling(value)) {
+    return complain(UNSAFE_VALUE, "the %s holds \\ and three digits, which %s would take for one character; %s", what,
+                    kExportList, kAdvice);
   }
   const char* const fault = target == Target::sharePath ? pathFault(value) : nullptr;
   if (fault != nullptr) return complain(UNSAFE_VALUE, "the %s %s %s; %s", what, value.c_str(), fault, kAdvice);
