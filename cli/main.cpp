@@ -28,6 +28,9 @@ constexpr Noun nouns[] = {
     {"share",    "Shares: add, change, delete, show; their passwords",     registerShare},
     {"perm",     "Who may do what on a share",                             registerPerm},
     {"nfs",      "The hosts that may mount a share",                       registerNfs},
+    {"user",     "Users: add, delete, show; passwords, quotas, groups",    registerUser},
+    {"group",    "Groups: add, delete, show; who is in them",              registerGroup},
+    {"account",  "Accounts of domain controllers and bindery servers",     registerAccount},
     {"volume",   "Volumes that shares are made on",                        registerVolume},
     {"snapshot", "What the snapshot scheduler does with a volume",         registerSnapshot},
     {"service",  "Start and stop what serves a protocol",                  registerService},
@@ -35,13 +38,6 @@ constexpr Noun nouns[] = {
     {"config",   "Settings of the appliance",                              registerConfig},
     {"conn",     "Connected clients",                                      registerConn},
     {"log",      "The appliance's event log",                              registerLog},
-    {"event",    "Events: raise one, list them, send waiting mails",       registerEvent},
-    {"mail",     "Alert mail",                                             registerMail},
-    {"disk",     "Disks",                                                  registerDisk},
-    {"raid",     "State of the RAID",                                      registerRaid},
-    {"module",   "Add-on modules",                                         registerModule},
-    {"status",   "The appliance on one page",                              registerStatus},
-    {"shutdown", "Shut the appliance down",                                registerShutdown},
 };
 // clang-format on
 
