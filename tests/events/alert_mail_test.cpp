@@ -211,6 +211,27 @@ TEST_F(AlertMail, TheSenderProgramGetsFileRecipientsAndWhatToDelete) {
   EXPECT_EQ(0, umount("/var/spool"));
 }
 
+// The whole way: the sender program speaks to the mail host, then deletes the spool file and the one it was told of.
+TEST_F(AlertMail, TheMailHostReceivesWhatWasWritten) {
+  letHelpersAct();
+  writeFile(templateFiles[0], "subject6=link of %s\nbody6=%s:\\n.hidden\\n..twice\\n%s\\n\n");
+  writeFile("/etc/service.zelmar", "sender_address=yes\n");
+  setText("SENDER_ADDRESS", "box@example.com");
+  setText("ADMIN_EMAIL", "a@example.com;b@example.com");
+  writeFile("/tmp/delete.me", "");
+  EXPECT_EQ(0, Nas1SendMailDelFile(6, "eth0", "/tmp/delete.me"));
+  for (int waitedMs = 0; waitedMs < 5000 && exists("/tmp/delete.me"); ++waitedMs) (void)usleep(1000);
+  EXPECT_EQ(
+      "MAIL FROM:<box@example.com>\nRCPT TO:<a@example.com>\nRCPT TO:<b@example.com>\n"
+      "Subject: link of eth0\nFrom: \"SRV\"<box@example.com>\nTo: a@example.com,b@example.com,\n\n"
+      "SRV:\n.hidden\n..twice\neth0\n\n",
+      readFile("/var/log/appliance/mail"));
+  EXPECT_FALSE(exists("/tmp/delete.me"));
+  for (const auto& entry : std::filesystem::directory_iterator("/var/spool"))
+    EXPECT_FALSE(entry.path().filename().string().starts_with("NAS1")) << entry.path();
+  endProcess("mail-receiver");
+}
+
 TEST_F(AlertMail, AbsentTextsAreEmpty) {
   speak(0, "backup1=weekly\n");
   const std::int32_t word = 3;

@@ -3,6 +3,7 @@
 // the mails that were handed to the sender program.
 
 #include <charconv>
+#include <csignal>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -58,6 +59,12 @@ class EventFixture : public ApplianceTest {
       (void)usleep(1000);
     }
     ADD_FAILURE() << "a background command does not end";
+  }
+
+  // Ends a process that a helper left running.
+  static void endProcess(const std::string& name) {
+    for (const pid_t pid : processes())
+      if (readFile("/proc/" + std::to_string(pid) + "/comm") == name + "\n") (void)kill(pid, SIGTERM);
   }
 
   // The mails sent since the test began, in the order the sender program was started.
