@@ -158,7 +158,8 @@ typedef struct ShareInfo {
 
 /* Nas1ShareAdd: adds a share to /etc/admin/share.gdbm, creates its directory, makes every protocol offer it and sets
  * its two passwords from DEFAULT_SHARE_RO_PASSWD and DEFAULT_SHARE_RW_PASSWD (the value "name" stands for the share's
- * name). name     trimmed of blanks in place; at most 31 characters, not empty (an empty name aborts the process)
+ * name).
+ *   name     trimmed of blanks in place; at most 31 characters, not empty (an empty name aborts the process)
  *   comment  at most 63 characters
  *   path     the share's directory, not empty
  * Returns 0; -1 for a bad argument, a name that exists, or a failed store. */
