@@ -59,6 +59,21 @@ TEST_F(ConnCommand, ClientsAreListedAndOnlyListedOnesAreKicked) {
   EXPECT_EQ("", nas1({"conn", "list"}).out);
 }
 
+TEST_F(ConnCommand, EveryProtocolEndsItsSessionsInItsOwnWay) {
+  const struct {
+    const char* protocol;
+    int signal;
+  } cases[] = {{"ncp", SIGTERM}, {"afp", SIGKILL}};
+  for (const auto& c : cases) {
+    const Service service;
+    const std::string pid = std::to_string(service.pid);
+    ASSERT_EQ(0, nas1({"conn", "add", c.protocol, pid}).exitCode);
+    EXPECT_EQ(0, nas1({"conn", "kick", c.protocol, pid}).exitCode) << c.protocol;
+    EXPECT_EQ(c.signal, service.awaitSignal()) << c.protocol;
+    EXPECT_EQ("", nas1({"conn", "list", c.protocol}).out);
+  }
+}
+
 TEST_F(ConnCommand, AddingTellsAllThatCanGoWrong) {
   EXPECT_EQ(2, nas1({"conn", "add", "cifs", "0"}).exitCode);
   EXPECT_EQ(2, nas1({"conn", "add", "cifs", "1", std::string(96, 'x')}).exitCode);

@@ -36,3 +36,18 @@ inline Json nas1Json(Lines arguments) {
   EXPECT_EQ("nas1/1", document.value("schema", "")) << result.out;
   return document;
 }
+
+// A command that must fail: with that exit code, with no output, and with one sentence that tells what is wrong.
+struct FailingCommand {
+  int exitCode;
+  const char* said;  // part of the sentence
+  Lines arguments;
+};
+
+inline void expectFailure(const FailingCommand& command) {
+  const CommandResult result = nas1(command.arguments);
+  EXPECT_EQ(command.exitCode, result.exitCode) << command.said << ": " << result.err;
+  EXPECT_EQ("", result.out) << command.said;
+  EXPECT_TRUE(result.err.starts_with("nas1: ") && result.err.find('\n') == result.err.size() - 1) << result.err;
+  EXPECT_NE(std::string::npos, result.err.find(command.said)) << result.err;
+}

@@ -94,11 +94,7 @@ TEST_F(ShareCommand, AnUnreadableRecordFileIsNamed) {
 TEST_F(Usage, EveryFailureHasItsExitCodeAndSaysSoOnce) {
   ASSERT_EQ(0, nas1({"share", "add", "docs", "/volume/v1/docs"}).exitCode);
   const std::string name32(32, 'n');
-  const struct {
-    int exitCode;
-    const char* said;  // part of the complaint
-    Lines arguments;
-  } cases[] = {
+  const FailingCommand cases[] = {
       {2, "did you mean share?", {"shaer", "list"}},
       {2, "did you mean list?", {"share", "lsit"}},
       {2, "has no --json", {"share", "mod", "docs", "--comment", "x", "--json"}},
@@ -114,19 +110,15 @@ TEST_F(Usage, EveryFailureHasItsExitCodeAndSaysSoOnce) {
       {4, "already", {"share", "add", " docs ", "/volume/v1/x"}},
       {9, "$", {"share", "add", "x", "/volume/v1/$(id)"}},
       {9, "..", {"share", "add", "x", "/volume/v1/../../etc/x"}},
+      {9, "a blank", {"share", "add", "x", "/volume/v1/a b"}},
+      {9, "three digits", {"share", "mod", "docs", "--path", "/volume/v1/a\\040b"}},
       {9, "folder of the system", {"share", "add", "x", "//etc//"}},
       {9, "[", {"share", "add", "x[global", "/volume/v1/x"}},
       {9, "0x0A", {"share", "mod", "docs", "--comment", "a\nb"}},
       {9, "\\", {"share", "mod", "docs", "--comment", "a\\"}},
   };
   const auto stored = storedRecord("share.gdbm", "docs");
-  for (const auto& c : cases) {
-    const CommandResult result = nas1(c.arguments);
-    EXPECT_EQ(c.exitCode, result.exitCode) << c.said << ": " << result.err;
-    EXPECT_EQ("", result.out) << c.said;
-    EXPECT_TRUE(result.err.starts_with("nas1: ") && result.err.find('\n') == result.err.size() - 1) << result.err;
-    EXPECT_NE(std::string::npos, result.err.find(c.said)) << result.err;
-  }
+  for (const FailingCommand& c : cases) expectFailure(c);
   EXPECT_EQ(Lines{"docs"}, storedKeys("share.gdbm"));
   EXPECT_EQ(stored, storedRecord("share.gdbm", "docs"));
 }

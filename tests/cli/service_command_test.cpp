@@ -1,0 +1,108 @@
+// nas1 service, volume, snapshot and product.
+
+#include "api/nas1api.h"
+#include "cli/nas1_command.h"
+
+namespace {
+
+using ServiceCommand = ApplianceTest;
+using VolumeCommand = ApplianceTest;
+using SnapshotCommand = ApplianceTest;
+using ProductCommand = ApplianceTest;
+
+TEST_F(ServiceCommand, EachActionReachesTheScriptOfItsProtocol) {
+  const struct {
+    const char* protocol;
+    const char* action;
+    const char* command;
+  } cases[] = {
+      {"nfs", "start", "/etc/rc.d/init.d/nfs start"},    {"NCP", "stop", "/etc/rc.d/init.d/mars stop"},
+      {"afp", "restart", "/etc/init.d/atalk restart"},   {"afp", "reload", "/etc/init.d/atalk reload"},
+      {"ftp", "start", "/usr/sbin/ftprestart"},          {"snmp", "start", "/etc/rc.d/init.d/snmpd start"},
+      {"snmp", "reload", "/etc/rc.d/init.d/snmpd stop"},
+  };
+  Lines expected;
+  for (const auto& c : cases) {
+    EXPECT_EQ(0, nas1({"service", "restart", c.protocol, c.action}).exitCode) << c.command;
+    expected.emplace_back(c.command);
+  }
+  EXPECT_EQ(expected, commands());
+  EXPECT_NE(std::string::npos, nas1({"service", "restart", "snmp", "restart"}).err.find("SNMP_STATE"));
+}
+
+TEST_F(ServiceCommand, WhatCannotBeDoneIsSaid) {
+  const FailingCommand cases[] = {
+      {4, "nfs cannot reload", {"service", "restart", "nfs", "reload"}},
+      {4, "Samba is not running", {"service", "restart", "cifs", "start"}},
+      {3, "did you mean snmp?", {"service", "restart", "snmpd", "stop"}},
+      {3, "system", {"service", "restart", "system", "stop"}},
+      {2, "did you mean restart?", {"service", "restart", "nfs", "restrt"}},
+      {2, "ACTION is required", {"service", "restart", "nfs"}},
+  };
+  for (const FailingCommand& c : cases) expectFailure(c);
+  EXPECT_EQ(Lines(), commands());
+  EXPECT_EQ(0, nas1({"service", "restart", "cifs", "stop"}).exitCode) << "it is stopped";
+  setExitStatus("nfs", 127);
+  expectFailure({1, "nfs", {"service", "restart", "nfs", "start"}});
+}
+
+TEST_F(VolumeCommand, VolumesAreListedUpToALineThatIsNone) {
+  EXPECT_EQ("v1\t/dev/md0\t/volume/v1\t0\nv2\t/dev/md1\t/volume/v2\t0\n", nas1({"volume", "list"}).out);
+  writeFile("/etc/fstab.zelmar", "/dev/md7 /volume/big one\n\n/dev/md8 /volume/hidden\n");
+  EXPECT_EQ(Json::parse(R"([{"name": "big", "device": "/dev/md7", "mount": "/volume/big", "snapshot_reserved": 0}])"),
+            nas1Json({"volume", "list"})["volumes"]);
+  EXPECT_NE(std::string::npos, nas1({"volume", "list"}).err.find("3 lines, but line 2"));
+  writeFile("/etc/fstab.zelmar", "");
+  const CommandResult empty = nas1({"volume", "list"});
+  EXPECT_EQ("", empty.out + empty.err);
+}
+
+TEST_F(SnapshotCommand, OnlyWhatIsGivenChanges) {
+  ASSERT_EQ(0, nas1({"snapshot", "set", "v1", "--reserved", "30"}).exitCode);
+  ASSERT_EQ(0, nas1({"snapshot", "set", "v1", "--schedule", "1", "2", "3", "4294967295"}).exitCode);
+  EXPECT_EQ(Json::parse(R"({"volume": "v1", "reserved": 30, "schedule_1": 1, "schedule_2": 2, "schedule_3": 3,
+                            "schedule_4": 4294967295})"),
+            nas1Json({"snapshot", "get", "v1"})["snapshot"]);
+  EXPECT_EQ("nas1: unchanged\n", nas1({"snapshot", "set", "v1", "--reserved", "30"}).err);
+  EXPECT_EQ((Lines{"/sbin/takecron snapshot v1", "/sbin/takecron snapshot v1"}), commands());
+  EXPECT_EQ("v1\t/dev/md0\t/volume/v1\t30\nv2\t/dev/md1\t/volume/v2\t0\n", nas1({"volume", "list"}).out);
+
+  writeFile("/etc/fstab.zelmar", "/dev/md0 /volume/$(id)\n");
+  const FailingCommand cases[] = {
+      {3, "no volume v1", {"snapshot", "get", "v1"}},
+      {3, "no volume v1", {"snapshot", "set", "v1", "--reserved", "1"}},
+      {2, "nothing to change", {"snapshot", "set", "$(id)"}},
+      {2, "--schedule", {"snapshot", "set", "$(id)", "--schedule", "1", "2"}},
+      {2, "--reserved", {"snapshot", "set", "$(id)", "--reserved", "4294967296"}},
+      {9, "$", {"snapshot", "set", "$(id)", "--reserved", "1"}},
+  };
+  for (const FailingCommand& c : cases) expectFailure(c);
+  EXPECT_EQ(2U, commands().size());
+}
+
+TEST_F(ProductCommand, TextsAreKeptApartFromTheAppliancesOwnRecords) {
+  const std::string text50(50, 'x');
+  EXPECT_EQ("\n", nas1({"product", "get", "RACK"}).out);
+  ASSERT_EQ(0, nas1({"product", "set", "RACK", text50}).exitCode);
+  EXPECT_EQ(text50 + '\0', storedRecord("system.gdbm", "RACK"));
+  EXPECT_EQ(Json::parse(R"({"key": "RACK", "text": ")" + text50 + "\"}"),
+            nas1Json({"product", "get", "RACK"})["product"]);
+  EXPECT_EQ("nas1: unchanged\n", nas1({"product", "set", "RACK", text50}).err);
+  ASSERT_EQ(0, nas1({"product", "set", "RACK", ""}).exitCode);
+  EXPECT_EQ("\n", nas1({"product", "get", "RACK"}).out);
+
+  const FailingCommand cases[] = {
+      {4, "ADMIN_PASSWORD", {"product", "get", "ADMIN_PASSWORD"}},
+      {4, "SNMP_RW_COMM", {"product", "set", "SNMP_RW_COMM", "x"}},
+      {4, "NAS1_SNAPSHOT_CONFIGv1", {"product", "set", "NAS1_SNAPSHOT_CONFIGv1", "x"}},
+      {4, "DISK_CONFIG", {"product", "set", "DISK_CONFIG", "x"}},
+      {2, "the key is empty", {"product", "get", ""}},
+      {2, "64 characters", {"product", "set", std::string(64, 'k'), "x"}},
+      {2, "51 characters", {"product", "set", "RACK", text50 + "x"}},
+      {9, "0x09", {"product", "set", "RACK", "a\tb"}},
+  };
+  for (const FailingCommand& c : cases) expectFailure(c);
+  EXPECT_EQ(Lines{"RACK"}, storedKeys("system.gdbm"));
+}
+
+}  // namespace
