@@ -1,7 +1,6 @@
 // nas1 log: the appliance's event log, a text file of lines "TIME <LEVEL> [CATEGORY] MESSAGE" in columns.
 
 #include <strings.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -13,13 +12,13 @@
 #include <string>
 #include <vector>
 
+#include "log_reader.h"
 #include "nouns.h"
 #include "output.h"
 #include "suggest.h"
 
 namespace {
 
-constexpr char kLogFile[] = "/var/log/nas1log";
 constexpr useconds_t kFollowPauseUs = 200'000;
 
 constexpr const char* levels[] = {"INFO", "WARN", "ERR", "CRIT", "ACCESS"};
@@ -71,23 +70,13 @@ bool isWanted(const Entry& entry) {
   return matches(arguments.level, entry.level) && matches(arguments.category, entry.category);
 }
 
-// How far the log has been read.
-struct Reader {
-  off_t position = 0;
-  std::string text;      // what was read and is not a whole line yet
-  std::string lastLine;  // the last whole line, with its newline
-};
-
 // The wanted entries among the whole lines read so far.
-std::vector<Entry> takeEntries(Reader& reader) {
+std::vector<Entry> takeEntries(LogReader& reader) {
   std::vector<Entry> entries;
-  std::size_t at = 0;
-  for (std::size_t end; (end = reader.text.find('\n', at)) != std::string::npos; at = end + 1) {
-    Entry entry = parseLine(reader.text.substr(at, end - at));
-    reader.lastLine = entry.line + '\n';
+  for (const std::string& line : takeLines(reader)) {
+    Entry entry = parseLine(line);
     if (isWanted(entry)) entries.push_back(std::move(entry));
   }
-  reader.text.erase(0, at);
   return entries;
 }
 
@@ -101,30 +90,7 @@ void printEntries(std::span<const Entry> entries) {
   printListing(arguments.output, listing);
 }
 
-// Reads what was added to the log.
-bool readOn(Reader& reader) {
-  std::FILE* const file = std::fopen(kLogFile, "re");
-  if (file == nullptr) return false;
-  struct stat status;
-  const bool shorter = fstat(fileno(file), &status) == 0 && status.st_size < reader.position;
-  if (shorter) {
-    reader.position = 0;
-    reader.text.clear();
-  }
-  (void)fseeko(file, reader.position, SEEK_SET);
-  char part[16384];
-  for (std::size_t bytes; (bytes = std::fread(part, 1, sizeof part, file)) > 0;) {
-    reader.text.append(part, bytes);
-    reader.position += static_cast<off_t>(bytes);
-  }
-  (void)std::fclose(file);
-  // A log that has lost its oldest lines goes on behind the last line seen; one begun anew, at its beginning.
-  const std::size_t seen = shorter ? reader.text.rfind(reader.lastLine) : std::string::npos;
-  if (seen != std::string::npos) reader.text.erase(0, seen + reader.lastLine.size());
-  return true;
-}
-
-[[noreturn]] void follow(Reader& reader) {
+[[noreturn]] void follow(LogReader& reader) {
   for (;;) {
     (void)std::fflush(stdout);
     (void)usleep(kFollowPauseUs);
@@ -145,7 +111,7 @@ ExitCode checkTag(const char* what, const std::string& word, std::span<const cha
 ExitCode show() {
   if (const ExitCode fault = checkTag("level", arguments.level, levels); fault != DONE) return fault;
   if (const ExitCode fault = checkTag("category", arguments.category, categories); fault != DONE) return fault;
-  Reader reader;
+  LogReader reader;
   if (!readOn(reader)) {
     if (errno == EACCES) return complain(NO_PRIVILEGE, "you may not read %s; run nas1 as root", kLogFile);
     if (errno != ENOENT) return complain(LIBRARY_FAILED, "%s cannot be read: %s", kLogFile, std::strerror(errno));

@@ -4,19 +4,18 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstdio>
-#include <deque>
 #include <string>
+#include <vector>
 
 #include "confirm.h"
 #include "deferred_mails.h"
 #include "events.h"
+#include "log_reader.h"
 #include "nouns.h"
 #include "output.h"
 
 namespace {
 
-constexpr char kLogFile[] = "/var/log/nas1log";
 constexpr std::size_t kLogLines = 5;
 constexpr std::size_t kTimeLength = 24;
 
@@ -47,17 +46,11 @@ std::string stateOf(const Service& service) {
   return state == 1 ? "on" : "off";
 }
 
-std::deque<std::string> lastLogLines() {
-  std::deque<std::string> lines;
-  std::FILE* const file = std::fopen(kLogFile, "re");
-  if (file == nullptr) return lines;
-  char line[1024];
-  while (std::fgets(line, sizeof line, file) != nullptr) {
-    lines.emplace_back(line);
-    if (lines.back().ends_with('\n')) lines.back().pop_back();
-    if (lines.size() > kLogLines) lines.pop_front();
-  }
-  (void)std::fclose(file);
+std::vector<std::string> lastLogLines() {
+  LogReader reader;
+  (void)readOn(reader);
+  std::vector<std::string> lines = takeLines(reader);
+  lines.erase(lines.begin(), lines.end() - static_cast<std::ptrdiff_t>(std::min(lines.size(), kLogLines)));
   return lines;
 }
 
