@@ -162,6 +162,7 @@ TEST_F(Settings, ServerNamesComeFromTheHardwareAndStayDistinct) {
   EXPECT_EQ(-1, NasSetConfig("CIFS_SERVER_NAME", 4, "SAME")) << "also without its NUL";
   EXPECT_EQ(Lines{"NCP_SERVER_NAME"}, storedKeys(kRecords));
   EXPECT_EQ(told, commands()) << "nobody is told of a refused name";
+  EXPECT_EQ(0, setText("CIFS_SERVER_NAME", "SAM"));
   EXPECT_EQ(0, setText("CIFS_SERVER_NAME", "Same")) << "compared as it is";
   EXPECT_EQ(-1, setText("NCP_SERVER_NAME", "Same"));
   EXPECT_EQ(0, setText("AFP_SERVER_NAME", "Same"));

@@ -85,7 +85,7 @@ TEST_F(SideEffects, TheNtpDaemonFollowsTheSwitch) {
     Lines byName;
   } cases[] = {
       {-1, 1, restart, restart}, {-1, 0, none, none}, {0, 1, restart, restart}, {1, 1, none, restart},
-      {1, 0, stop, none},        {0, 2, none, none},  {2, 1, none, restart},
+      {1, 0, stop, none},        {0, 2, none, none},  {2, 1, none, restart},    {2, 0, none, none},
   };
   for (const auto& c : cases) {
     for (const bool byName : {false, true}) {
