@@ -2,6 +2,7 @@
 
 #include <sys/wait.h>
 
+#include <csignal>
 #include <filesystem>
 
 #include "core/record_store.h"
@@ -10,8 +11,6 @@
 namespace {
 
 using AccountItems = ApplianceTest;
-
-const std::string kLongest(31, 'N');
 
 // The four commands that set a quota, in the order of the volumes.
 Lines quotaCommands(const std::string& account, const std::string& blocks) {
@@ -32,125 +31,95 @@ Lines operator+(Lines a, const Lines& b) {
 TEST_F(AccountItems, GettingAnUnknownAccountMakesIt) {
   withoutDefaultQuota();
   char name[] = "alice";
-  char stored[200] = {};
+  char group[] = "Staff";
+  char out[200] = {};
   int size = 0;
-  ASSERT_EQ(0, Nas1GetUserItem(PROTO_SYSTEM, name, stored, &size));
-  EXPECT_STREQ("ALICE", name);
-  EXPECT_EQ(112, size);
-  const UserItem expected = userItem("ALICE", 0, 32768);
-  EXPECT_EQ(bytesOf(expected), std::string(stored, sizeof expected));
-  EXPECT_EQ(0, stored[112]) << "not a byte more";
-  EXPECT_EQ(recordOf(expected), storedRecord("user_id.gdbm", "ALICE0")) << "36 zero bytes, item, 4 zero bytes";
-  EXPECT_EQ(152u, recordOf(expected).size());
-
-  ASSERT_EQ(0, Nas1GetUserItem(PROTO_CIFS, name, stored, &size));
-  ASSERT_EQ(0, Nas1GetUserItem(PROTO_SYSTEM, name, stored, &size)) << "again: the same";
-  EXPECT_EQ(bytesOf(expected), std::string(stored, sizeof expected));
+  const UserItem alice = userItem("ALICE", 0, 32768);
+  for (int call = 0; call < 2; ++call) {
+    ASSERT_EQ(0, Nas1GetUserItem(PROTO_SYSTEM, name, out, &size));
+    EXPECT_STREQ("ALICE", name);
+    EXPECT_EQ(112, size);
+    EXPECT_EQ(bytesOf(alice) + '\0', std::string(out, sizeof alice + 1));
+  }
+  EXPECT_EQ(recordOf(alice), storedRecord("user_id.gdbm", "ALICE0")) << "36 zero bytes, item, 4 zero bytes";
+  ASSERT_EQ(0, Nas1GetUserItem(PROTO_CIFS, name, out, &size));
   EXPECT_EQ((Lines{"ALICE0", "ALICE1"}), storedKeys("user_id.gdbm")) << "two sources, two accounts";
   EXPECT_EQ(2, Nas1UserItemCount());
-
-  char group[] = "Staff";
-  GroupItem groupOut = {};
-  ASSERT_EQ(0, Nas1GetGroupItem(PROTO_SNMP, group, &groupOut, &size));
+  ASSERT_EQ(0, Nas1GetGroupItem(PROTO_SNMP, group, out, &size));
   EXPECT_EQ(48, size);
   EXPECT_EQ(recordOf(groupItem("STAFF", 6, 32768)), storedRecord("group_id.gdbm", "STAFF6"));
-  EXPECT_EQ(1, Nas1GroupItemCount());
   EXPECT_EQ(Lines(), commands());
-  EXPECT_EQ(0665 & ~022, static_cast<int>(std::filesystem::status("/etc/admin/user_id.gdbm").permissions()));
+
+  // Kept: a check takes the name as it is. It makes nothing, and an addition insists on a new name.
+  EXPECT_EQ(0, Nas1CheckUserItem(0, "ALICE", out, &size));
+  EXPECT_EQ(-1, Nas1CheckUserItem(0, "alice", out, &size));
+  EXPECT_EQ(-1, Nas1CheckGroupItem(0, "STAFF", out, &size)) << "of another source";
+  EXPECT_EQ(-1, sysAddUserItem(0, "ALICE", out, &size));
+  EXPECT_EQ(2, Nas1UserItemCount());
 }
 
 TEST_F(AccountItems, NamesFillTheirFieldAndNoMore) {
   withoutDefaultQuota();
   UserItem item = {};
   int size = 0;
-  std::string longest = kLongest;
-  std::string tooLong = kLongest + "O";
+  std::string longest(31, 'N');
+  std::string tooLong(32, 'N');
   EXPECT_EQ(0, Nas1GetUserItem(PROTO_SYSTEM, longest.data(), &item, &size));
   EXPECT_STREQ(longest.c_str(), item.name);
   EXPECT_EQ(-1, Nas1GetUserItem(PROTO_SYSTEM, tooLong.data(), &item, &size));
-  // The store itself cuts, in the key as in the item: the same account.
-  EXPECT_EQ(0, sysGetUserItem(PROTO_SYSTEM, tooLong.c_str(), &item, &size));
-  EXPECT_EQ(32768u, item.uid);
-  UserItem unterminated = item;
-  std::memset(unterminated.name, 'N', sizeof unterminated.name);
-  unterminated.quota = 3;
-  EXPECT_EQ(0, Nas1SetUserItem(&unterminated));
-  EXPECT_EQ(3u, storedItem<UserItem>(kLongest, 0).quota);
-  EXPECT_EQ((Lines{kLongest + "0"}), storedKeys("user_id.gdbm"));
+  EXPECT_EQ(0, sysGetUserItem(PROTO_SYSTEM, tooLong.c_str(), &item, &size)) << "cut, in the key as in the item";
+  std::memset(item.name, 'N', sizeof item.name);
+  item.quota = 3;
+  EXPECT_EQ(0, Nas1SetUserItem(&item)) << "no NUL";
+  EXPECT_EQ(3u, storedItem<UserItem>(longest, 0).quota);
+  EXPECT_EQ(Lines{longest + "0"}, storedKeys("user_id.gdbm"));
 }
 
 TEST_F(AccountItems, BadArgumentsAreRefusedAndChangeNothing) {
-  withoutDefaultQuota();
   UserItem item = userItem("X", 7, 0);
-  GroupItem group = groupItem("X", -1, 0);
   int size = 0;
   char name[] = "x";
   char empty[] = "";
-  for (const int source : {7, -1, INT32_MIN}) {
+  for (const int source : {7, -1}) {
     EXPECT_EQ(-1, Nas1GetUserItem(source, name, &item, &size));
     EXPECT_EQ(-1, Nas1CheckGroupItem(source, name, &item, &size));
-    EXPECT_EQ(-1, sysGetGroupItem(source, name, &item, &size));
     EXPECT_EQ(-1, sysDelUserItem(source, name));
   }
   EXPECT_EQ(-1, Nas1GetUserItem(0, nullptr, &item, &size));
   EXPECT_EQ(-1, Nas1GetUserItem(0, empty, &item, &size));
   EXPECT_EQ(-1, Nas1GetUserItem(0, name, nullptr, &size));
   EXPECT_EQ(-1, Nas1GetUserItem(0, name, &item, nullptr));
-  EXPECT_EQ(-1, Nas1CheckUserItem(0, empty, &item, &size));
   EXPECT_EQ(-1, Nas1SetUserItem(nullptr));
   EXPECT_EQ(-1, Nas1SetUserItem(&item));
-  EXPECT_EQ(-1, Nas1SetGroupItem(&group));
   EXPECT_EQ(0, Nas1ListUserItem(0, 1, nullptr, 112));
-  EXPECT_EQ(0, Nas1ListUserItem(0, 1, &item, 0));
   EXPECT_EQ(0, Nas1ListUserItem(0, 1, &item, -1));
   EXPECT_STREQ("x", name) << "refused before it is upper-cased";
-  EXPECT_EQ(-1, Nas1CheckUserItem(0, name, &item, &size)) << "an unknown one is not made";
-  EXPECT_EQ(0, Nas1UserItemCount() + Nas1GroupItemCount());
   EXPECT_EQ(Lines(), storedKeys("user_id.gdbm"));
-}
-
-TEST_F(AccountItems, CheckingTakesTheNameAsItIs) {
-  withoutDefaultQuota();
-  storeUser(userItem("ALICE", 4, 40000));
-  UserItem item = {};
-  int size = 0;
-  EXPECT_EQ(0, Nas1CheckUserItem(4, "ALICE", &item, &size));
-  EXPECT_EQ(40000u, item.uid);
-  EXPECT_EQ(-1, Nas1CheckUserItem(4, "alice", &item, &size));
-  EXPECT_EQ(-1, Nas1CheckUserItem(0, "ALICE", &item, &size));
-  EXPECT_EQ(-1, sysAddUserItem(4, "ALICE", &item, &size)) << "adding insists on a new one";
-  EXPECT_EQ(0, sysAddUserItem(4, "alice", &item, &size));
 }
 
 TEST_F(AccountItems, ANewAccountGetsTheDefaultQuota) {
   storeNumber("DEFAULT_USER_QUOTA", 5);
-  storeNumber("DEFAULT_GROUP_QUOTA", 4194305);  // wraps as kilobytes do in 32 bits
+  storeNumber("DEFAULT_GROUP_QUOTA", 4194305);  // megabytes wrap where kilobytes are 32-bit numbers
   UserItem item = {};
   GroupItem group = {};
   int size = 0;
+  setExitStatus("setquota", 1);  // which nobody looks at
   ASSERT_EQ(0, sysGetUserItem(PROTO_SYSTEM, "U", &item, &size));
   EXPECT_EQ(5u, item.quota);
   ASSERT_EQ(0, sysGetGroupItem(PROTO_CIFS, "G", &group, &size));
   EXPECT_EQ(4194305u, group.quota);
   EXPECT_EQ(quotaCommands("-u 32768", "5120") + quotaCommands("-g 32768", "1024"), commands());
 
-  // Accounts that a directory keeps in step get none; local ones still do.
   storeNumber("AUTO_SYNC_REMOTE_ACCOUNTS", 1);
-  ASSERT_EQ(0, sysGetUserItem(PROTO_CIFS, "U", &item, &size));
-  EXPECT_EQ(0u, item.quota);
+  ASSERT_EQ(0, sysGetUserItem(PROTO_CIFS, "V", &item, &size));
+  EXPECT_EQ(0u, item.quota) << "a directory keeps it in step";
   EXPECT_EQ(8u, commands().size());
   ASSERT_EQ(0, sysGetUserItem(PROTO_SYSTEM, "V", &item, &size));
-  storeNumber("AUTO_SYNC_REMOTE_ACCOUNTS", 2);
-  ASSERT_EQ(0, sysGetUserItem(PROTO_CIFS, "V", &item, &size));
-  EXPECT_EQ(16u, commands().size());
-  setExitStatus("setquota", 1);
-  EXPECT_EQ(0, sysGetUserItem(PROTO_CIFS, "W", &item, &size)) << "what becomes of the commands does not matter";
+  EXPECT_EQ(5u, item.quota);
 }
 
 TEST_F(AccountItems, SettingChangesQuotaAndGroupsAlone) {
-  UserItem stored = userItem("ALICE", 1, 33000);
-  stored.groups[3] = 32769;
-  storeUser(stored);
+  storeUser(userItem("ALICE", 1, 33000));
   storeGroup(groupItem("STAFF", 0, 33001));
   UserItem given = userItem("ALICE", 1, 44444);
   given.size = 7;
@@ -158,14 +127,12 @@ TEST_F(AccountItems, SettingChangesQuotaAndGroupsAlone) {
   given.groups[15] = 2;
   given.quota = 0x7FFFFFFF;
   EXPECT_EQ(0, Nas1SetUserItem(&given));
+  given.size = 112;
+  given.uid = 33000;
+  EXPECT_EQ(recordOf(given), storedRecord("user_id.gdbm", "ALICE1"));
   GroupItem group = groupItem("STAFF", 0, 44444);
   group.quota = 2;
   EXPECT_EQ(0, Nas1SetGroupItem(&group));
-
-  stored = given;
-  stored.size = 112;
-  stored.uid = 33000;
-  EXPECT_EQ(recordOf(stored), storedRecord("user_id.gdbm", "ALICE1"));
   group.gid = 33001;
   EXPECT_EQ(recordOf(group), storedRecord("group_id.gdbm", "STAFF0"));
   EXPECT_EQ(quotaCommands("-u 33000", "4294966272") + quotaCommands("-g 33001", "2048"), commands());
@@ -174,7 +141,6 @@ TEST_F(AccountItems, SettingChangesQuotaAndGroupsAlone) {
   EXPECT_EQ(-1, Nas1SetUserItem(&given));
   EXPECT_TRUE(systemLog().back().starts_with("err Warnning!uid:")) << systemLog().back();
   EXPECT_TRUE(systemLog().back().ends_with(" No such Data")) << systemLog().back();
-  EXPECT_EQ(8u, commands().size());
 }
 
 TEST_F(AccountItems, DeletingFreesTheIdAndClearsTheQuota) {
@@ -192,45 +158,30 @@ TEST_F(AccountItems, DeletingFreesTheIdAndClearsTheQuota) {
   EXPECT_EQ(std::set<unsigned>(), Identities().marked(KIND_USER));
   EXPECT_EQ(Lines(), storedKeys("user_id.gdbm"));
   EXPECT_EQ(Lines(), applianceLog());
-
-  // The log shows the key's first bytes, negative ones with their sign.
-  for (const char* missing : {"\x83\x5c", "Q", "alice"}) EXPECT_EQ(-1, sysDelUserItem(3, missing));
-  const Lines log = systemLog();
-  const char* const ends[] = {
-      " No User:            FFFFFF83                   5C                   33                    0",
-      " No User:                  51                   33                    0                    0",
-      " No User:                  61                   6C                   69                   63",
-  };
-  ASSERT_GE(log.size(), 3u);
-  for (std::size_t i = 0; i < 3; ++i) {
-    EXPECT_TRUE(log[log.size() - 3 + i].ends_with(ends[i])) << log[log.size() - 3 + i];
-    EXPECT_TRUE(log[log.size() - 3 + i].starts_with("err Warnning!uid:"));
-  }
+  EXPECT_EQ(-1, sysDelUserItem(3, "\x83"));
+  EXPECT_TRUE(systemLog().back().ends_with(
+      " No User:            FFFFFF83                   33                    0                    0"))
+      << systemLog().back();
 }
 
 TEST_F(AccountItems, DeletingAGroupTakesItFromTheUsersOfEverySource) {
   storeGroup(groupItem("GOING", 1, 40000));
-  storeGroup(groupItem("STAYING", 1, 40001));
-  for (const int source : {0, 1, 6}) {
-    UserItem user = userItem("U" + std::to_string(source), source, 33000u + static_cast<unsigned>(source));
-    for (const int slot : {0, 7, 15}) user.groups[slot] = 40000;
-    user.groups[1] = 40001;
+  UserItem user = userItem("U", 0, 33000);
+  user.groups[1] = 40001;
+  storeUser(user);
+  for (const int slot : {0, 7, 15}) user.groups[slot] = 40000;
+  for (const unsigned source : {1u, 6u}) {
+    user.source = source;
     storeUser(user);
   }
-  UserItem other = userItem("OTHER", 0, 33009);
-  other.groups[0] = 40001;
-  storeUser(other);
   EXPECT_EQ(0, sysDelGroupItem(1, "GOING"));
-  EXPECT_EQ(Lines({"STAYING1"}), storedKeys("group_id.gdbm"));
+  for (const int slot : {0, 7, 15}) user.groups[slot] = 0;
   for (const int source : {0, 1, 6}) {
-    UserItem expected = userItem("U" + std::to_string(source), source, 33000u + static_cast<unsigned>(source));
-    expected.groups[1] = 40001;
-    EXPECT_EQ(bytesOf(expected), bytesOf(storedItem<UserItem>(expected.name, source))) << source;
+    user.source = static_cast<unsigned>(source);
+    EXPECT_EQ(bytesOf(user), bytesOf(storedItem<UserItem>("U", source))) << source;
   }
-  EXPECT_EQ(bytesOf(other), bytesOf(storedItem<UserItem>("OTHER", 0)));
-  EXPECT_EQ(12u, commands().size()) << "only users that changed are written back";
+  EXPECT_EQ(8u, commands().size()) << "only users that changed are written back";
   EXPECT_EQ(-1, sysDelGroupItem(1, "GOING"));
-  EXPECT_EQ(-1, sysDelGroupItem(0, "STAYING"));
 }
 
 TEST_F(AccountItems, ListsStopAtTheirLimits) {
@@ -239,18 +190,9 @@ TEST_F(AccountItems, ListsStopAtTheirLimits) {
   ASSERT_EQ(5, Nas1ListUserItem(0, 5, all.data(), 5 * 112));
   const struct {
     int start, count, size, copied;
-    bool tooSmall;
-  } cases[] = {{0, 2, 560, 2, false},
-               {3, 9, 560, 2, false},
-               {5, 1, 560, 0, false},
-               {-3, 2, 560, 2, false},
-               {0, 0, 560, 0, false},
-               {0, -1, 560, 0, false},
-               {0, 5, 335, 2, true},
-               {4, 5, 111, 0, true},
-               {1, 2, 224, 2, false},
-               {2, INT32_MAX, 560, 3, false},
-               {INT32_MAX, INT32_MAX, 560, 0, false}};
+    std::size_t complaints;
+  } cases[] = {{0, 2, 560, 2, 0},  {3, 9, 560, 2, 0}, {-3, 2, 224, 2, 0},        {0, 0, 560, 0, 0},
+               {0, -1, 560, 0, 0}, {0, 5, 335, 2, 1}, {2, INT32_MAX, 560, 3, 0}, {INT32_MAX, INT32_MAX, 560, 0, 0}};
   for (const auto& c : cases) {
     const std::string name = std::to_string(c.start) + "+" + std::to_string(c.count) + " in " + std::to_string(c.size);
     std::string buffer(560, 'x');
@@ -259,19 +201,16 @@ TEST_F(AccountItems, ListsStopAtTheirLimits) {
     std::string expected(560, 'x');
     std::fill_n(expected.begin(), c.size, '\0');
     for (int i = 0; i < c.copied; ++i) {
-      expected.replace(static_cast<std::size_t>(i) * 112, 112,
-                       bytesOf(all[static_cast<std::size_t>(std::max(c.start, 0) + i)]));
+      const auto item = static_cast<std::size_t>(std::max(c.start, 0) + i);
+      expected.replace(static_cast<std::size_t>(i) * 112, 112, bytesOf(all[item]));
     }
     EXPECT_EQ(expected, buffer) << name;
-    const Lines log = systemLog();
-    EXPECT_EQ(c.tooSmall ? Lines({"err Warnning!sysShareList output buffer too small"}) : Lines(),
-              Lines(log.begin() + static_cast<long>(logged), log.end()))
-        << name;
+    EXPECT_EQ(logged + c.complaints, systemLog().size()) << name;
   }
+  EXPECT_EQ("err Warnning!sysShareList output buffer too small", systemLog().back());
 }
 
 TEST_F(AccountItems, ADamagedRecordFailsAndIsNeverReadPastItsEnd) {
-  withoutDefaultQuota();
   UserItem full = userItem("ALICE", 0, 32768);
   full.quota = 1;
   const std::string record = recordOf(full);
@@ -281,18 +220,16 @@ TEST_F(AccountItems, ADamagedRecordFailsAndIsNeverReadPastItsEnd) {
   otherSize[36] = 111;
   std::string endless = record;
   std::memset(endless.data() + 36 + 80, 'A', 32);
-  Lines damaged = {otherSize, endless, std::string(152, '\0'), std::string(152, '\xff')};
+  Lines damaged = {otherSize, endless, std::string(152, '\xff')};
   for (std::size_t length = 1; length < 148; ++length) damaged.push_back(record.substr(0, length));
   for (const std::string& value : damaged) {
     storeRecord("user_id.gdbm", "ALICE0", value);
-    EXPECT_EQ(-1, sysCheckCommonItemNotExist(KIND_USER, 0, "ALICE")) << value.size();
     EXPECT_EQ(-1, sysGetUserItem(0, "ALICE", &item, &size)) << value.size();
     EXPECT_EQ(-1, Nas1SetUserItem(&full)) << value.size();
     EXPECT_EQ(-1, sysDelUserItem(0, "ALICE")) << value.size();
     EXPECT_EQ(0, Nas1ListUserItem(0, 1, &item, sizeof item)) << value.size();
     EXPECT_EQ(value, storedRecord("user_id.gdbm", "ALICE0")) << value.size();
   }
-  EXPECT_EQ(Lines(), commands());
   storeRecord("user_id.gdbm", "ALICE0", record.substr(0, 148));
   EXPECT_EQ(0, sysGetUserItem(0, "ALICE", &item, &size)) << "the last four bytes are not needed";
   storeRecord("group_id.gdbm", "STAFF0", recordOf(groupItem("STAFF", 0, 32768)).substr(0, 83));
