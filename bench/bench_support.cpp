@@ -1,5 +1,10 @@
 #include "bench_support.h"
 
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -8,6 +13,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "platform/driver_wire.h"
 #include "share/share_database.h"
 
 static datum textKey(const std::string& key) {
@@ -94,4 +100,41 @@ std::size_t bareWalk(const char* path) {
   }
   (void)gdbm_close(file);
   return bytes;
+}
+
+void bareReplace(const char* path, const std::string& key) {
+  GDBM_FILE const file = bareOpen(path, GDBM_WRCREAT);
+  const datum value = gdbm_fetch(file, textKey(key));
+  if (value.dptr != nullptr) (void)gdbm_store(file, textKey(key), value, GDBM_REPLACE);
+  std::free(value.dptr);
+  (void)gdbm_close(file);
+}
+
+void bareRemove(const char* path, const std::string& key) {
+  GDBM_FILE const file = bareOpen(path, GDBM_WRCREAT);
+  (void)gdbm_delete(file, textKey(key));
+  (void)gdbm_close(file);
+}
+
+void bareShell(const char* command) {
+  char name[] = "sh";
+  char option[] = "-c";
+  std::vector<char> text(command, command + std::strlen(command) + 1);
+  char* const arguments[] = {name, option, text.data(), nullptr};
+  pid_t child = 0;
+  if (posix_spawn(&child, "/bin/sh", nullptr, nullptr, arguments, environ) != 0) std::abort();
+  (void)waitpid(child, nullptr, 0);
+}
+
+void askDriverBare(std::uint32_t request, std::uint32_t replySize) {
+  const int device = open("/dev/nas1", O_RDONLY | O_CLOEXEC);
+  if (device >= 0) std::abort();
+  const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+  sockaddr_un address = {AF_UNIX, "/dev/nas1"};
+  if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) std::abort();
+  const DriverWireRequest packet = {request, replySize == 0 ? 1U : 0U, replySize};
+  char reply[64];
+  (void)!send(fd, &packet, sizeof packet, MSG_NOSIGNAL);
+  (void)!recv(fd, reply, sizeof reply, 0);
+  (void)close(fd);
 }

@@ -25,3 +25,12 @@ void bareStore(const char* path, const std::string& key, const void* value, std:
 
 // Walks and fetches every record; returns the bytes seen.
 std::size_t bareWalk(const char* path);
+// Fetches a record and stores it again, with one opening.
+void bareReplace(const char* path, const std::string& key);
+void bareRemove(const char* path, const std::string& key);
+
+// Starts a shell as cheaply as the system allows and waits for it.
+void bareShell(const char* command);
+
+// One request to the driver stand-in, as the library has to make it.
+void askDriverBare(std::uint32_t request, std::uint32_t replySize);

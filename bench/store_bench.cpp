@@ -1,15 +1,10 @@
 // Configuration, shares, the share list, one log line, one connection, one shell command.
 
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/file.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -19,7 +14,6 @@
 #include "api/nas1api.h"
 #include "backends/cifs.h"
 #include "bench_support.h"
-#include "platform/driver_wire.h"
 
 static constexpr char kSystemFile[] = "/etc/admin/system.gdbm";
 static constexpr char kShareFile[] = "/etc/admin/share.gdbm";
@@ -82,16 +76,6 @@ static void shareAdd(benchmark::State& state) {
   }
 }
 
-// Starts a shell as cheaply as the system allows and waits for it.
-static void bareShell(const char* command) {
-  char name[] = "sh";
-  char option[] = "-c";
-  std::vector<char> text(command, command + std::strlen(command) + 1);
-  char* const arguments[] = {name, option, text.data(), nullptr};
-  pid_t child = 0;
-  if (posix_spawn(&child, "/bin/sh", nullptr, nullptr, arguments, environ) != 0) std::abort();
-  (void)waitpid(child, nullptr, 0);
-}
 static void shareAddBare(benchmark::State& state) {
   storeSettings();
   storeShares(static_cast<int>(state.range(0)));
@@ -151,20 +135,6 @@ static void cifsRewrite(benchmark::State& state) {
 static void logLine(benchmark::State& state) {
   storeSettings();
   for (auto _ : state) benchmark::DoNotOptimize(nas1_log(0, 2, "a line to measure with, number %d", 42));
-}
-
-// One request to the driver stand-in, as the library has to make it.
-static void askDriverBare(std::uint32_t request, std::uint32_t replySize) {
-  const int device = open("/dev/nas1", O_RDONLY | O_CLOEXEC);
-  if (device >= 0) std::abort();
-  const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-  sockaddr_un address = {AF_UNIX, "/dev/nas1"};
-  if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) std::abort();
-  const DriverWireRequest packet = {request, replySize == 0 ? 1U : 0U, replySize};
-  char reply[64];
-  (void)!send(fd, &packet, sizeof packet, MSG_NOSIGNAL);
-  (void)!recv(fd, reply, sizeof reply, 0);
-  (void)close(fd);
 }
 
 // What a line needs of the system: the driver asked for the daemon, the time zone read, the lock, the append.
