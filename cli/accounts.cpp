@@ -20,12 +20,12 @@ constexpr long long kMostMegabytes = UINT32_MAX >> 10;
 
 template <typename Item>
 ExitCode readItems(const char* file, int counted, int (*list)(int, int, void*, int), std::vector<Item>& items) {
+  // A file that cannot be opened lists like an empty one.
+  if (const ExitCode fault = checkRecordFile(file, Use::read); fault != DONE) return fault;
   items.resize(static_cast<std::size_t>(std::max(counted, 1)));
   const int count = static_cast<int>(items.size());
   const int listed = list(0, count, items.data(), count * static_cast<int>(sizeof(Item)));
   items.resize(static_cast<std::size_t>(std::max(listed, 0)));
-  // A file that cannot be opened lists like an empty one.
-  if (items.empty()) return checkRecordFile(file, Use::read);
   std::sort(items.begin(), items.end(), [](const Item& a, const Item& b) {
     const int order = nameOf(a).compare(nameOf(b));
     return order != 0 ? order < 0 : a.source < b.source;
@@ -96,6 +96,21 @@ ExitCode checkNewName(int source, const char* kind, std::string& name, bool allo
 std::string groupName(const std::vector<GroupItem>& groups, std::uint32_t gid) {
   const auto found = std::find_if(groups.begin(), groups.end(), [gid](const auto& group) { return group.gid == gid; });
   return gid == 0 || found == groups.end() ? "" : nameOf(*found);
+}
+
+std::vector<std::string> groupsOf(int source, std::string user) {
+  UserItem item;
+  int size = 0;
+  if (Nas1CheckUserItem(source, Nas1UpStr(user.data()), &item, &size) != 0) return {};
+  std::vector<GroupItem> groups;
+  if (readGroups(groups) != DONE) return {};
+  std::vector<std::string> names;
+  for (const std::uint32_t gid : item.groups) {
+    for (const GroupItem& group : groups) {
+      if (gid != 0 && group.gid == gid) names.push_back(nameOf(group));
+    }
+  }
+  return names;
 }
 
 ExitCode checkQuota(long long megabytes) {

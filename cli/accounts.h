@@ -37,6 +37,10 @@ ExitCode checkNewName(int source, const char* kind, std::string& name, bool allo
 // The name of the group that has a gid; empty when none has.
 std::string groupName(const std::vector<GroupItem>& groups, std::uint32_t gid);
 
+// The names of the groups that the appliance knows a user to be in; none for a user that it does not know. Nobody
+// becomes known by it.
+std::vector<std::string> groupsOf(int source, std::string user);
+
 // Refuses a quota in megabytes that does not fit, counted in kilobytes.
 ExitCode checkQuota(long long megabytes);
 

@@ -38,6 +38,14 @@ constexpr Noun nouns[] = {
     {"config",   "Settings of the appliance",                              registerConfig},
     {"conn",     "Connected clients",                                      registerConn},
     {"log",      "The appliance's event log",                              registerLog},
+    {"event",    "Events: raise one, list them, send waiting mails",       registerEvent},
+    {"mail",     "Alert mail",                                             registerMail},
+    {"disk",     "Disks",                                                  registerDisk},
+    {"raid",     "State of the RAID",                                      registerRaid},
+    {"module",   "Add-on modules",                                         registerModule},
+    {"status",   "The appliance on one page",                              registerStatus},
+    {"shutdown", "Shut the appliance down",                                registerShutdown},
+    {"db",       "Record files: check, repair, compact, back up, restore", registerDb},
 };
 // clang-format on
 

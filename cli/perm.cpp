@@ -10,9 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "accounts.h"
+#include "explain.h"
 #include "nouns.h"
 #include "output.h"
-#include "protocols.h"
+#include "permission_lists.h"
 #include "record_files.h"
 #include "shares.h"
 #include "values.h"
@@ -31,24 +33,11 @@ struct Arguments {
 };
 Arguments arguments;
 
-constexpr Protocol protocols[] = {
-    {"local", PROTO_SYSTEM}, {"cifs", PROTO_CIFS}, {"nfs", PROTO_NFS}, {"ncp", PROTO_NCP}, {"afp", PROTO_AFP}};
-
-// Where their lists are, by number.
-constexpr const char* files[] = {"/etc/admin/user_local.gdbm", "/etc/admin/user_smb.gdbm", "/etc/admin/user_nfs.gdbm",
-                                 "/etc/admin/user_ncp.gdbm", "/etc/admin/user_afp.gdbm"};
-
 constexpr int kNoAccess = -1;
 
 using Entries = std::vector<PermittedItem>;
 
 // ---- Entries
-
-std::string nameOf(const PermittedItem& item) { return fieldText(item.name, sizeof item.name); }
-
-// A check takes every type but a user's for a group.
-bool isUser(const PermittedItem& item) { return item.type == PERMITTED_USER; }
-const char* kindOf(const PermittedItem& item) { return isUser(item) ? "user" : "group"; }
 
 bool isSameAccount(const PermittedItem& a, const PermittedItem& b) {
   return isUser(a) == isUser(b) && NasStrCaseCmp(nameOf(a).c_str(), nameOf(b).c_str()) == 0;
@@ -126,19 +115,12 @@ struct List {
   const char* share;
   const Protocol* protocol;
 
-  const char* file() const { return files[protocol->number]; }
-  Entries read() const {
-    const int count = Nas1GetPermittedItemsCount(share, protocol->number);
-    Entries entries(static_cast<std::size_t>(std::max(count, 0)));
-    const int bytes = static_cast<int>(entries.size() * sizeof(PermittedItem));
-    const int listed = Nas1ListPermittedItems(share, protocol->number, 0, count, entries.data(), bytes);
-    entries.resize(static_cast<std::size_t>(std::max(listed, 0)));
-    return entries;
-  }
+  const char* file() const { return permissionFile(*protocol); }
+  Entries read() const { return readPermissions(share, *protocol); }
 };
 
 ExitCode chooseProtocol(const char* fallback, const Protocol*& protocol) {
-  return findProtocol(protocols, "a list of permissions", arguments.protocol.value_or(fallback), protocol);
+  return findProtocol(permissionProtocols, "a list of permissions", arguments.protocol.value_or(fallback), protocol);
 }
 
 // Finds the list that the arguments name. A file that cannot be read would look like one without entries.
@@ -254,30 +236,17 @@ ExitCode list() {
   }
 
   Listing listing = {"permissions", {"share", "protocol", "type", "name", "rights"}, {}};
-  for (const Protocol& protocol : protocols) {
+  for (const Protocol& protocol : permissionProtocols) {
     if (only != nullptr && only != &protocol) continue;
-    if (const ExitCode fault = checkRecordFile(files[protocol.number], Use::read); fault != DONE) return fault;
+    if (const ExitCode fault = checkRecordFile(permissionFile(protocol), Use::read); fault != DONE) return fault;
   }
   for (const Share& share : shares) {
-    for (const Protocol& protocol : protocols) {
+    for (const Protocol& protocol : permissionProtocols) {
       if (only == nullptr || only == &protocol) addRows({share.name.c_str(), &protocol}, listing);
     }
   }
   printListing(arguments.output, listing);
   return DONE;
-}
-
-// The groups of a local user. One that is not known is in none; asking for its groups could make it known.
-std::vector<std::string> groupsOf(const std::string& user, int source) {
-  std::string name = user;
-  UserItem item;
-  int size = 0;
-  if (Nas1CheckUserItem(source, Nas1UpStr(name.data()), &item, &size) != 0) return {};
-  GroupItem groups[std::size(item.groups)];
-  const int listed = Nas1ListUserGroups(name.data(), source, 0, std::size(groups), groups, sizeof groups);
-  std::vector<std::string> names;
-  for (int i = 0; i < listed; ++i) names.push_back(fieldText(groups[i].name, sizeof groups[i].name));
-  return names;
 }
 
 ExitCode check() {
@@ -289,7 +258,7 @@ ExitCode check() {
   if (const ExitCode fault = openList(Use::read, list); fault != DONE) return fault;
   const int protocol = list.protocol->number;
   const std::vector<std::string> groups =
-      arguments.groups.empty() ? groupsOf(arguments.user, protocol) : arguments.groups;
+      arguments.groups.empty() ? groupsOf(protocol, arguments.user) : arguments.groups;
   std::vector<const char*> names;
   for (const std::string& group : groups) names.push_back(group.c_str());
   names.push_back(nullptr);
@@ -360,4 +329,6 @@ void registerPerm(CLI::App& noun, ExitCode& result) {
   addProtocolOption(*checkVerb, "local without it");
   addUnsafeOption(*checkVerb);
   addOutputOptions(*checkVerb, arguments.output);
+
+  registerExplain(noun, result);
 }

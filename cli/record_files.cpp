@@ -3,15 +3,21 @@
 #include <gdbm.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string>
+
+#include "db_check.h"
+#include "db_records.h"
 
 namespace {
 
 // As patient as the library itself.
 constexpr int kTries = 20;
 constexpr useconds_t kPauseUs = 1000;
+
+constexpr char kDamaged[] = "%s is damaged (%s); nas1 db repair mends it";
 
 // What GDBM says about a file: GDBM_NO_ERROR when it opens.
 gdbm_error openingError(const char* file, Use use) {
@@ -46,6 +52,23 @@ ExitCode checkAccess(const std::string& path, int mode) {
   }
 }
 
+// A list ends at the first record that cannot be read: the rest would be missing without a word.
+ExitCode checkRecords(const char* file) {
+  const auto* const entry = std::find_if(std::begin(recordFiles), std::end(recordFiles),
+                                         [file](const RecordFileEntry& e) { return std::strcmp(e.path, file) == 0; });
+  if (entry == std::end(recordFiles)) return DONE;
+  RecordSet set;
+  if (const ExitCode fault = readRecordSet(*entry, set); fault != DONE) return fault;
+  if (!set.fault.empty()) return complain(DAMAGED, kDamaged, file, set.fault.c_str());
+  for (const auto& [key, value] : set.records) {
+    const std::string fault = recordFault(entry->kind, key, value);
+    if (fault.empty()) continue;
+    return complain(DAMAGED, "%s holds a record %s that cannot be read: %s; nas1 db repair takes it out", file,
+                    keyText(key).c_str(), fault.c_str());
+  }
+  return DONE;
+}
+
 }  // namespace
 
 ExitCode checkRecordFile(const char* file, Use use) {
@@ -55,11 +78,11 @@ ExitCode checkRecordFile(const char* file, Use use) {
   if (access(file, F_OK) != 0) return use == Use::read ? DONE : checkAccess(folder, W_OK | X_OK);
   if (const ExitCode fault = checkAccess(file, mode); fault != DONE) return fault;
   const gdbm_error error = openingError(file, use);
-  if (error == GDBM_NO_ERROR) return DONE;
+  if (error == GDBM_NO_ERROR) return use == Use::read ? checkRecords(file) : DONE;
   if (error == GDBM_CANT_BE_READER || error == GDBM_CANT_BE_WRITER) {
     return complain(BUSY, "%s is in use by another program; try again", file);
   }
-  return complain(DAMAGED, "%s is damaged (%s); put a copy in its place or repair it", file, gdbm_strerror(error));
+  return complain(DAMAGED, kDamaged, file, gdbm_strerror(error));
 }
 
 ExitCode explainFailure(const char* file, Use use, const char* what) {

@@ -10,7 +10,8 @@ inline constexpr char kSystemFile[] = "/etc/admin/system.gdbm";
 
 enum class Use { read, change };
 
-// Returns DONE when nothing is wrong with the file (a missing one is no fault), else complains with the reason.
+// Returns DONE when nothing is wrong with the file (a missing one is no fault), else complains with the reason. For
+// reading, every record is looked at: the library's lists end without a word at one that cannot be read.
 ExitCode checkRecordFile(const char* file, Use use);
 
 // After a failed call: complains with the file's fault or, when it has none, with `what` as the library's own failure.

@@ -127,13 +127,10 @@ ExitCode mod() {
 }
 
 ExitCode list() {
-  const std::vector<Share> shares = allShares();
   // A file that cannot be opened lists like an empty one.
-  if (shares.empty()) {
-    if (const ExitCode fault = checkRecordFile(kShareFile, Use::read); fault != DONE) return fault;
-  }
+  if (const ExitCode fault = checkRecordFile(kShareFile, Use::read); fault != DONE) return fault;
   Listing listing = {"shares", {"name", "comment", "path"}, {}};
-  for (const Share& share : shares) listing.rows.push_back({share.name, share.comment, share.path});
+  for (const Share& share : allShares()) listing.rows.push_back({share.name, share.comment, share.path});
   printListing(arguments.output, listing);
   return DONE;
 }
