@@ -260,6 +260,7 @@ ExitCode check() {
   const std::vector<std::string> groups =
       arguments.groups.empty() ? groupsOf(protocol, arguments.user) : arguments.groups;
   std::vector<const char*> names;
+  names.reserve(groups.size() + 1);
   for (const std::string& group : groups) names.push_back(group.c_str());
   names.push_back(nullptr);
 
