@@ -400,11 +400,12 @@ typedef struct GroupItem {
   uint32_t source;          /* as in UserItem */
 } GroupItem;
 
-/* Account items: the record that gives an account its numeric id, memberships and quota; kept in /etc/admin/user_id.gdbm
- * and group_id.gdbm under name and source. Names are at most 31 characters. source is below 7. */
+/* Account items: the record that gives an account its numeric id, memberships and quota; kept in
+ * /etc/admin/user_id.gdbm and group_id.gdbm under name and source. Names are at most 31 characters, sources are
+ * below 7. */
 
-/* Nas1GetUserItem, Nas1GetGroupItem: copy an account's item; an account that is not known yet is made, with a new id and
- * the default quota. Nas1CheckUserItem, Nas1CheckGroupItem: the same, but never make one.
+/* Nas1GetUserItem, Nas1GetGroupItem: copy an account's item; an account that is not known yet is made, with a new id
+ * and the default quota. Nas1CheckUserItem, Nas1CheckGroupItem: the same, but never make one.
  *   name     upper-cased in place by the Get calls, taken as it is by the Check calls
  *   out      receives the item (UserItem or GroupItem)
  *   outSize  receives its size
@@ -414,8 +415,8 @@ int Nas1GetGroupItem(int source, char* name, void* out, int* outSize);
 int Nas1CheckUserItem(int source, const char* name, void* out, int* outSize);
 int Nas1CheckGroupItem(int source, const char* name, void* out, int* outSize);
 
-/* Nas1SetUserItem, Nas1SetGroupItem: store an account's quota (and a user's groups) and set the quota on the four volume
- * roots. source and name select the account; everything else of the item is ignored.
+/* Nas1SetUserItem, Nas1SetGroupItem: store an account's quota (and a user's groups) and set the quota on the four
+ * volume roots. source and name select the account; everything else of the item is ignored.
  * Return 0; -1 bad argument, unknown account or failed store. */
 int Nas1SetUserItem(const UserItem* item);
 int Nas1SetGroupItem(const GroupItem* item);
@@ -436,16 +437,16 @@ int Nas1ListGroupItem(int start, int count, void* buffer, int size);
  * Returns 0, also for an id that was free (which is logged); -1 for a number outside 32768 to 64979. */
 int Nas1DelUidGid(int kind, int id);
 
-/* Nas1AddUser: adds an account. A local one (source 0) gets a password record and, when AUTO_HOME begins with "1", a home
- * share of its name on the first volume with an entry for it in the local permission list.
+/* Nas1AddUser: adds an account. A local one (source 0) gets a password record and, when AUTO_HOME begins with "1", a
+ * home share of its name on the first volume with an entry for it in the local permission list.
  *   name      upper-cased, and for local accounts trimmed, in place
  *   password  at most 31 characters; not used for other sources
- * Returns 0; -1 bad argument, existing account or failed store; -2 a share of that name exists, or the id file could not
- * be opened; -3 a home share is wanted but there is no volume. Nothing is undone after a later failure. */
+ * Returns 0; -1 bad argument, existing account or failed store; -2 a share of that name exists, or the id file could
+ * not be opened; -3 a home share is wanted but there is no volume. Nothing is undone after a later failure. */
 int Nas1AddUser(int source, char* name, const char* password);
 
-/* Nas1DelUser: deletes an account; its permission entries go unless a delete-permission batch is on, a local user's home
- * share goes unless RESERVE_HOME is set. name is upper-cased in place.
+/* Nas1DelUser: deletes an account; its permission entries go unless a delete-permission batch is on, a local user's
+ * home share goes unless RESERVE_HOME is set. name is upper-cased in place.
  * Returns 0; -1 bad argument, unknown account or failed deletion. */
 int Nas1DelUser(int source, char* name);
 
@@ -453,12 +454,12 @@ int Nas1DelUser(int source, char* name);
  * Returns 0; -1 bad argument, existing group or failed store; -2 the id file could not be opened. */
 int Nas1AddGroup(int source, char* name, const char* unused);
 
-/* Nas1DelGroup: deletes a group, takes it from every user and, unless a delete-permission batch is on, from every share's
- * permissions. name is upper-cased in place. Returns 0; -1. */
+/* Nas1DelGroup: deletes a group, takes it from every user and, unless a delete-permission batch is on, from every
+ * share's permissions. name is upper-cased in place. Returns 0; -1. */
 int Nas1DelGroup(int source, char* name);
 
-/* Nas1GetUserPasswd: copies a local user's password, at most size - 1 characters. name is upper-cased in place; source is
- * not looked at. Returns 0; -1 bad argument or no such user. */
+/* Nas1GetUserPasswd: copies a local user's password, at most size - 1 characters. name is upper-cased in place; source
+ * is not looked at. Returns 0; -1 bad argument or no such user. */
 int Nas1GetUserPasswd(int source, char* name, char* buffer, int size);
 
 /* Nas1SetUserPasswd: stores a local user's password, cut to 31 characters. name is upper-cased in place; source is not
@@ -474,14 +475,14 @@ int Nas1SetUserPasswd(int source, char* name, const char* password);
 int NasGetUserConfig(const char* name, const char* type, int size, char* out, int* outLen);
 int NasSetUserConfig(const char* name, const char* type, int size, const char* value);
 
-/* Nas1JoinGroup: tells whether a user is in a group: it never adds a membership (write the groups of a UserItem, or set a
- * primary group). Nas1LeaveGroup takes a user out of a group. Both names are upper-cased in place.
+/* Nas1JoinGroup: tells whether a user is in a group: it never adds a membership (write the groups of a UserItem, or set
+ * a primary group). Nas1LeaveGroup takes a user out of a group. Both names are upper-cased in place.
  * Return 0; -1 bad argument, unknown account, not a member, or failed store. */
 int Nas1JoinGroup(int source, char* user, char* group);
 int Nas1LeaveGroup(int source, char* user, char* group);
 
-/* Nas1SetPrimaryGroup: makes a group the user's primary one (slot 0), adding the membership if need be. A group that does
- * not exist, or a null one, takes the user out of all groups. Names are taken as they are.
+/* Nas1SetPrimaryGroup: makes a group the user's primary one (slot 0), adding the membership if need be. A group that
+ * does not exist, or a null one, takes the user out of all groups. Names are taken as they are.
  * Returns 0; -1 bad argument, unknown user, no free slot or failed store. */
 int Nas1SetPrimaryGroup(int source, const char* user, const char* group);
 
@@ -700,9 +701,9 @@ char* NasStrClientToServer(char* text);
 
 enum { EVENT_COUNT = 29, BACKUP_JOB_COUNT = 3, MAIL_LANGUAGE_COUNT = 5 };
 
-/* Nas1Event: reports that something happened: tells every protocol, keeps the status word HW_EVENT_STATUS, sends trap and
- * mail as EVENT_ACTION asks for, writes the log line, lights a disk LED, and shuts the appliance down where the event
- * and EVENT_ACTION demand it. Mails that must wait for a restart are noted in /var/log/MailEvent.
+/* Nas1Event: reports that something happened: tells every protocol, keeps the status word HW_EVENT_STATUS, sends trap
+ * and mail as EVENT_ACTION asks for, writes the log line, lights a disk LED, and shuts the appliance down where the
+ * event and EVENT_ACTION demand it. Mails that must wait for a restart are noted in /var/log/MailEvent.
  *   code  0 to 28
  *   arg   what the event is about: a 32-bit word (a disk's internal index, a backup job's number, a RAID's number), for
  *         codes 6, 7 and 28 a text, for code 4 four words; may be null. A first word of -1 marks a replay, which sends
@@ -734,12 +735,12 @@ int Nas1SendMail(unsigned code, const void* arg);
 /* Nas1SendMailDelFile: the same; the sender also deletes the file `path` (may be null). */
 int Nas1SendMailDelFile(unsigned code, const void* arg, const char* path);
 
-/* SetupMailBody: writes the text of an event's mail, headers first, to the descriptor fd, in the language of the last mail
- * sent. Returns 0; -1 without memory. */
+/* SetupMailBody: writes the text of an event's mail, headers first, to the descriptor fd, in the language of the last
+ * mail sent. Returns 0; -1 without memory. */
 int SetupMailBody(int fd, unsigned code, const void* arg, const char* recipients);
 
-/* EncodeHeader: replaces a text, its NUL included, by its form in the base64 alphabet, without padding; the buffer needs
- * room for (length + 3) / 3 * 4 + 1 bytes. */
+/* EncodeHeader: replaces a text, its NUL included, by its form in the base64 alphabet, without padding; the buffer
+ * needs room for (length + 3) / 3 * 4 + 1 bytes. */
 void EncodeHeader(char* text);
 
 /* CharMap: returns the character of the base64 alphabet for 0 to 63, else -1. */
