@@ -7,6 +7,8 @@ import mdoc
 
 INLINE = re.compile(r"``\s?(.+?)\s?``|`([^`]+)`|\*\*(.+?)\*\*|\[([^\]]+)\]\([^)]*\)")
 
+BULLET = re.compile(r"(?:[-*]|\d+\.) ")
+
 
 def bold(text):
     return " ".join(f"\\fB{mdoc.escape(w)}\\fR" for w in text.split())
@@ -70,7 +72,7 @@ class Page:
             self.code(line)
         elif line.startswith("|"):
             self.table()
-        elif re.match(r"[-*] ", line):
+        elif BULLET.match(line):
             self.bullets()
         elif self.at + 1 < len(self.lines) and self.lines[self.at + 1].startswith(": "):
             self.definitions()
@@ -124,9 +126,9 @@ class Page:
         return " ".join([first] + [l.strip() for l in self.take(lambda l: l.startswith(" ") and l.strip())])
 
     def bullets(self):
-        self.out.append(".Bl -bullet")
-        while self.at < len(self.lines) and re.match(r"[-*] ", self.lines[self.at]):
-            self.out += [".It"] + mdoc.paragraph(self.item(self.lines[self.at][2:]), inline)
+        self.out.append(".Bl -enum" if self.lines[self.at][0].isdigit() else ".Bl -bullet")
+        while self.at < len(self.lines) and (mark := BULLET.match(self.lines[self.at])):
+            self.out += [".It"] + mdoc.paragraph(self.item(self.lines[self.at][mark.end():]), inline)
         self.out.append(".El")
         self.fresh = False
 
@@ -145,7 +147,7 @@ class Page:
         self.fresh = False
 
     def text(self):
-        text = " ".join(self.take(lambda l: l.strip() and not re.match(r"#|```|\||[-*] |: ", l)))
+        text = " ".join(self.take(lambda l: l.strip() and not re.match(r"#|```|\||[-*] |\d+\. |: ", l)))
         if not text:  # a mark at an unexpected place: show it rather than stop
             text = self.lines[self.at]
             self.at += 1
