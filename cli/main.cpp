@@ -17,42 +17,10 @@
 
 namespace {
 
-struct Noun {
-  const char* name;
-  const char* about;
-  void (*registerVerbs)(CLI::App& noun, ExitCode& result);
-};
-
-// clang-format off
-constexpr Noun nouns[] = {
-    {"share",    "Shares: add, change, delete, show; their passwords",     registerShare},
-    {"perm",     "Who may do what on a share",                             registerPerm},
-    {"nfs",      "The hosts that may mount a share",                       registerNfs},
-    {"user",     "Users: add, delete, show; passwords, quotas, groups",    registerUser},
-    {"group",    "Groups: add, delete, show; who is in them",              registerGroup},
-    {"account",  "Accounts of domain controllers and bindery servers",     registerAccount},
-    {"volume",   "Volumes that shares are made on",                        registerVolume},
-    {"snapshot", "What the snapshot scheduler does with a volume",         registerSnapshot},
-    {"service",  "Start and stop what serves a protocol",                  registerService},
-    {"product",  "Texts that a product keeps with the settings",           registerProduct},
-    {"config",   "Settings of the appliance",                              registerConfig},
-    {"conn",     "Connected clients",                                      registerConn},
-    {"log",      "The appliance's event log",                              registerLog},
-    {"event",    "Events: raise one, list them, send waiting mails",       registerEvent},
-    {"mail",     "Alert mail",                                             registerMail},
-    {"disk",     "Disks",                                                  registerDisk},
-    {"raid",     "State of the RAID",                                      registerRaid},
-    {"module",   "Add-on modules",                                         registerModule},
-    {"status",   "The appliance on one page",                              registerStatus},
-    {"shutdown", "Shut the appliance down",                                registerShutdown},
-    {"db",       "Record files: check, repair, compact, back up, restore", registerDb},
-};
-// clang-format on
-
 void printOverview(std::FILE* stream) {
   (void)std::fputs("nas1 manages this network-attached storage appliance.\nUsage: nas1 NOUN VERB [ARGUMENT...]\n\n",
                    stream);
-  for (const Noun& noun : nouns) (void)std::fprintf(stream, "  %-8s %s\n", noun.name, noun.about);
+  for (const Noun& noun : nouns()) (void)std::fprintf(stream, "  %-8s %s\n", noun.name, noun.about);
   (void)std::fputs("\nnas1 NOUN --help lists the verbs of a noun.\n\nExit codes:\n", stream);
   for (int code = 0; code < EXIT_CODE_COUNT; ++code) (void)std::fprintf(stream, "  %d  %s\n", code, exitMeanings[code]);
 }
@@ -65,15 +33,9 @@ ExitCode printVersion() {
   return DONE;
 }
 
-const Noun* findNoun(const std::string& name) {
-  const auto* const found =
-      std::find_if(std::begin(nouns), std::end(nouns), [&](const Noun& n) { return name == n.name; });
-  return found == std::end(nouns) ? nullptr : found;
-}
-
 std::vector<std::string> nounNames() {
   std::vector<std::string> names;
-  for (const Noun& noun : nouns) names.emplace_back(noun.name);
+  for (const Noun& noun : nouns()) names.emplace_back(noun.name);
   return names;
 }
 

@@ -2,11 +2,23 @@
 // The nouns of the command. Each registers its verbs, and only when it is the one that was asked for: start-up stays
 // short however many there are.
 
+#include <span>
+#include <string>
+
 #include "errors.h"
 
 namespace CLI {
 class App;
 }
+
+struct Noun {
+  const char* name;
+  const char* about;
+  void (*registerVerbs)(CLI::App& noun, ExitCode& result);
+};
+
+std::span<const Noun> nouns();
+const Noun* findNoun(const std::string& name);  // null when there is none
 
 // A verb leaves its exit code in `result`.
 void registerShare(CLI::App& noun, ExitCode& result);
@@ -30,3 +42,4 @@ void registerModule(CLI::App& noun, ExitCode& result);
 void registerStatus(CLI::App& noun, ExitCode& result);
 void registerShutdown(CLI::App& noun, ExitCode& result);
 void registerDb(CLI::App& noun, ExitCode& result);
+void registerCompletion(CLI::App& noun, ExitCode& result);

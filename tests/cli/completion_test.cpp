@@ -1,0 +1,66 @@
+#include <sstream>
+
+#include "cli/nas1_command.h"
+
+namespace {
+
+using Completion = ApplianceTest;
+
+// What bash offers for a command line whose last word is being typed.
+Lines offered(const Lines& words) {
+  std::string script = "source <(nas1 completion bash)\nCOMP_WORDS=(nas1";
+  for (const std::string& word : words) script += " '" + word + "'";
+  script += ")\nCOMP_CWORD=" + std::to_string(words.size()) + "\n_nas1\nprintf '%s\\n' \"${COMPREPLY[@]}\"\n";
+  writeFile("/tmp/complete", script);
+  EXPECT_EQ(0, std::system("bash /tmp/complete >/tmp/offered"));
+  return readLines("/tmp/offered");
+}
+
+TEST_F(Completion, OffersWhatFitsThePlace) {
+  ASSERT_EQ(0, nas1({"share", "add", "my music", "/volume/v1/music"}).exitCode);
+  ASSERT_EQ(0, nas1({"share", "add", "docs", "/volume/v1/docs"}).exitCode);
+  ASSERT_EQ(0, nas1({"user", "add", "anna"}, "secret\n").exitCode);
+  const struct {
+    Lines words;
+    Lines offered;
+  } cases[] = {
+      {{"sh"}, {"share", "shutdown"}},
+      {{"share", "p"}, {"passwd"}},
+      {{"share", "show", ""}, {"docs", "my\\ music"}},
+      {{"share", "show", "my\\ m"}, {"my\\ music"}},
+      {{"share", "add", ""}, {""}},
+      {{"share", "passwd", "docs", "--read"}, {"--read-only", "--read-write"}},
+      {{"perm", "check", "A"}, {"ANNA"}},
+      {{"perm", "check", "--protocol", "cifs", "ANNA", "d"}, {"docs"}},
+      {{"perm", "list", "--json", "--protocol", "n"}, {"nfs", "ncp"}},
+      {{"config", "get", "CIFS_G"}, {"CIFS_GROUP_NAME"}},
+      {{"log", "--level", ""}, {"INFO", "WARN", "ERR", "CRIT", "ACCESS"}},
+      {{"plan", "share", "del", "d"}, {"docs"}},
+      {{"nonsense", ""}, {""}},
+  };
+  for (const auto& c : cases) EXPECT_EQ(c.offered, offered(c.words)) << c.words[0] << " " << c.words.back();
+}
+
+TEST_F(Completion, KnowsEveryVerbOfTheHelp) {
+  std::istringstream overview(nas1({"--help"}).out);
+  int verbs = 0;
+  for (std::string line; std::getline(overview, line) && line != "Exit codes:";) {
+    std::string noun;
+    if (!line.starts_with("  ") || !(std::istringstream(line) >> noun)) continue;
+    const Lines known = offered({noun, ""});
+    std::istringstream help(nas1({noun, "--help"}).out);
+    bool isVerb = false;
+    for (std::string verbLine; std::getline(help, verbLine);) {
+      std::string verb;
+      if (isVerb && std::istringstream(verbLine) >> verb && verbLine.starts_with("  ") && verbLine[2] != ' ') {
+        EXPECT_NE(known.end(), std::find(known.begin(), known.end(), verb)) << noun << " " << verb;
+        ++verbs;
+      }
+      if (verbLine == "Subcommands:") isVerb = true;
+    }
+  }
+  EXPECT_LT(40, verbs);
+  EXPECT_EQ(2, nas1({"completion", "csh"}).exitCode);
+}
+
+}  // namespace
