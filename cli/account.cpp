@@ -9,8 +9,8 @@
 #include "nouns.h"
 #include "output.h"
 #include "protocols.h"
+#include "safe_values.h"
 #include "suggest.h"
-#include "values.h"
 
 namespace {
 
@@ -58,12 +58,12 @@ ExitCode findKind(const Kind*& kind) {
 
 // Brings the list file up to date, from the server given or from the configured one.
 ExitCode refresh(const Kind& kind, int source) {
+  const Field serverField = source == PROTO_CIFS ? Field::controller : Field::bindery;
   if (arguments.server.empty()) {
     if (kind.refresh(source, 0, -1, nullptr, 0) >= 0) return DONE;
     return complain(LIBRARY_FAILED, "the %s of the configured server could not be fetched", kind.name);
   }
-  if (const ExitCode fault = checkSafe(Target::setting, "server", arguments.server, arguments.allowUnsafe);
-      fault != DONE)
+  if (const ExitCode fault = checkSafe(serverField, "server", arguments.server, arguments.allowUnsafe); fault != DONE)
     return fault;
   const std::string server = arguments.server;
   if (kind.fetch(source, arguments.server.data()) == 0) return DONE;
@@ -96,13 +96,13 @@ ExitCode remote() {
   if (const ExitCode fault = readNames(*kind, protocol->number, names); fault != DONE) return fault;
   Listing listing = {kind->name, {"name"}, {}};
   for (const std::string& name : names) listing.rows.push_back({name});
-  printListing(arguments.output, listing);
-  return DONE;
+  return printListing(arguments.output, listing);
 }
 
 }  // namespace
 
 void registerAccount(CLI::App& noun, ExitCode& result) {
+  arguments = {};
   CLI::App* const verb =
       noun.add_subcommand("remote", "Fetch and print the users or groups of a domain controller or bindery server");
   verb->callback([&result] { result = remote(); });

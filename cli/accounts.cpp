@@ -7,8 +7,8 @@
 #include <cstring>
 
 #include "record_files.h"
+#include "safe_values.h"
 #include "suggest.h"
-#include "values.h"
 
 namespace {
 
@@ -90,7 +90,7 @@ ExitCode checkNewName(int source, const char* kind, std::string& name, bool allo
     return complain(USAGE, "the name has %zu characters; it may have %d", name.size(), NAS_NAME_SIZE - 1);
   }
   // A local name becomes that of a share and part of its path.
-  return checkSafe(source == PROTO_SYSTEM ? Target::shareName : Target::freeText, "name", name, allowUnsafe);
+  return checkSafe(source == PROTO_SYSTEM ? Field::localAccount : Field::remoteAccount, "name", name, allowUnsafe);
 }
 
 std::string groupName(const std::vector<GroupItem>& groups, std::uint32_t gid) {
@@ -111,6 +111,18 @@ std::vector<std::string> groupsOf(int source, std::string user) {
     }
   }
   return names;
+}
+
+std::string describe(const UserItem& user) {
+  std::string words = sourceName(user.source) + " user " + nameOf(user) + ", groups";
+  for (const std::uint32_t gid : user.groups) {
+    if (gid != 0) words += " " + std::to_string(gid);
+  }
+  return words + ", quota " + std::to_string(user.quota) + " MB";
+}
+
+std::string describe(const GroupItem& group) {
+  return sourceName(group.source) + " group " + nameOf(group) + ", quota " + std::to_string(group.quota) + " MB";
 }
 
 ExitCode checkQuota(long long megabytes) {

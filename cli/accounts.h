@@ -44,6 +44,10 @@ std::vector<std::string> groupsOf(int source, std::string user);
 // Refuses a quota in megabytes that does not fit, counted in kilobytes.
 ExitCode checkQuota(long long megabytes);
 
+// An item as it is printed in a call.
+std::string describe(const UserItem& user);
+std::string describe(const GroupItem& group);
+
 template <typename Item>
 std::string nameOf(const Item& item) {
   return fieldText(item.name, sizeof item.name);

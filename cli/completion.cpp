@@ -269,6 +269,7 @@ ExitCode completion() {
 }  // namespace
 
 void registerCompletion(CLI::App& noun, ExitCode& result) {
+  arguments = {};
   noun.add_option("SHELL", arguments.shell, "bash, zsh or fish")->required();
   noun.add_option("WORD", arguments.words, "")->group("");  // the scripts ask with these
   noun.callback([&result] { result = completion(); });

@@ -8,9 +8,8 @@
 #include "errors.h"
 
 enum KeyKind {
-  KEY_PLAIN,      // a text may end up in a shell command
-  KEY_FREE_TEXT,  // a text for people
-  KEY_SECRET      // a password
+  KEY_PLAIN,
+  KEY_SECRET  // a password
 };
 
 struct ConfigKey {

@@ -6,8 +6,10 @@
 #include <iostream>
 #include <string>
 
+#include "calls.h"
+
 bool isConfirmed(bool yes) {
-  if (yes || isatty(STDIN_FILENO) != 1) return true;
+  if (yes || isDryRun() || isatty(STDIN_FILENO) != 1) return true;
   (void)std::fputs("Go on? [y/N] ", stderr);
   std::string answer;
   return std::getline(std::cin, answer) && (answer == "y" || answer == "yes");

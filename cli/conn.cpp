@@ -8,10 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "calls.h"
 #include "nouns.h"
 #include "output.h"
 #include "protocols.h"
-#include "values.h"
+#include "safe_values.h"
 
 namespace {
 
@@ -71,7 +72,7 @@ ExitCode list() {
       if (const ExitCode fault = addToListing(protocol, listing); fault != DONE) result = fault;
     }
   }
-  printListing(arguments.output, listing);
+  if (const ExitCode fault = printListing(arguments.output, listing); fault != DONE) return fault;
   return result;
 }
 
@@ -90,6 +91,7 @@ ExitCode kick() {
     return complain(UNKNOWN_OBJECT, "no client of %s is served by process %d; nas1 conn list shows them",
                     protocol->name, arguments.pid);
   }
+  if (isOnlyShown("Nas1NetDisconnect", {protocol->number, 0, arguments.pid})) return DONE;
   if (Nas1NetDisconnect(protocol->number, 0, arguments.pid) < 0) {
     return complain(REFUSED, "%s cannot end a session", protocol->name);
   }
@@ -105,10 +107,12 @@ ExitCode add() {
     return complain(USAGE, "the text has %zu characters; it may have %zu", arguments.text.size(),
                     sizeof record.data - 1);
   }
-  if (const ExitCode fault = checkSafe(Target::freeText, "text", arguments.text, arguments.allowUnsafe); fault != DONE)
+  if (const ExitCode fault = checkSafe(Field::freeText, "text", arguments.text, arguments.allowUnsafe); fault != DONE)
     return fault;
   record.pid = arguments.pid;
   std::memcpy(record.data, arguments.text.data(), arguments.text.size());
+  const std::string described = std::to_string(record.pid) + ", " + arguments.text;
+  if (isOnlyShown("Nas1AddConnection", {protocol->number, describedArgument(described)})) return DONE;
   switch (Nas1AddConnection(protocol->number, &record)) {
     case 0:
       return DONE;
@@ -124,6 +128,7 @@ ExitCode add() {
 }  // namespace
 
 void registerConn(CLI::App& noun, ExitCode& result) {
+  arguments = {};
   CLI::App* const listVerb =
       noun.add_subcommand("list", "Print connected clients; those whose process is gone are dropped");
   listVerb->add_option("PROTOCOL", arguments.protocol, "cifs, nfs, ncp or afp; all of them without it");
@@ -133,6 +138,7 @@ void registerConn(CLI::App& noun, ExitCode& result) {
   CLI::App* const kickVerb = noun.add_subcommand("kick", "End a client's session");
   kickVerb->add_option("PROTOCOL", arguments.protocol, "cifs, ncp or afp")->required();
   kickVerb->add_option("PID", arguments.pid, "The process that serves it")->required();
+  addDryRunOption(*kickVerb);
   kickVerb->callback([&result] { result = kick(); });
 
   CLI::App* const addVerb = noun.add_subcommand("add", "Register a client, for services that cannot do it themselves");
@@ -140,5 +146,6 @@ void registerConn(CLI::App& noun, ExitCode& result) {
   addVerb->add_option("PID", arguments.pid, "The process that serves it; the entry lives as long as that")->required();
   addVerb->add_option("TEXT", arguments.text, "Who it is");
   addVerb->add_flag("--allow-unsafe", arguments.allowUnsafe, "Allow control characters in the text");
+  addDryRunOption(*addVerb);
   addVerb->callback([&result] { result = add(); });
 }

@@ -21,8 +21,8 @@
 #include "nouns.h"
 #include "output.h"
 #include "record_files.h"
+#include "safe_values.h"
 #include "shares.h"
-#include "values.h"
 
 namespace {
 
@@ -40,7 +40,9 @@ ExitCode check() {
   if (const ExitCode fault = checkRecords(findings); fault != DONE) return fault;
   Listing listing = {"findings", {"file", "record", "finding"}, {}};
   for (const Finding& f : findings) listing.rows.push_back({shortName(*f.file), keyText(f.key), f.text});
-  if (!findings.empty() || arguments.output.json) printListing(arguments.output, listing);
+  if (!findings.empty() || arguments.output.json) {
+    if (const ExitCode fault = printListing(arguments.output, listing); fault != DONE) return fault;
+  }
   if (!findings.empty()) {
     return complain(DAMAGED, "%zu findings; nas1 db repair --dry-run shows what can be done", findings.size());
   }
@@ -96,7 +98,9 @@ ExitCode repair() {
     result = repairFiles(findings, listing.rows);
     if (result == DONE && arguments.leftovers) result = mendLeftovers(listing.rows);
   }
-  if (!listing.rows.empty() || arguments.output.json) printListing(arguments.output, listing);
+  if (!listing.rows.empty() || arguments.output.json) {
+    if (const ExitCode fault = printListing(arguments.output, listing); fault != DONE) return fault;
+  }
   if (result == DONE && listing.rows.empty()) {
     tell(findings.empty() ? "the record files are sound" : "no file is damaged; --leftovers mends the rest");
   }
@@ -140,7 +144,7 @@ ExitCode compact() {
     const Cell after = arguments.dryRun ? Cell() : Cell(bytesOf(file.path));
     listing.rows.push_back({shortName(file), static_cast<long long>(set.records.size()), before, after});
   }
-  printListing(arguments.output, listing);
+  if (const ExitCode fault = printListing(arguments.output, listing); fault != DONE) return fault;
   return result;
 }
 
@@ -200,7 +204,7 @@ void addDifferences(const RecordSet& now, const RecordSet& then, Listing& listin
 void makeMissingFolders() {
   for (const Share& share : allShares()) {
     if (share.path.empty() || access(share.path.c_str(), F_OK) == 0) continue;
-    if (checkSafe(Target::sharePath, "path", share.path, false) != DONE) continue;
+    if (checkSafe(Field::removedFolder, "path", share.path, false) != DONE) continue;
     (void)Nas1SysMkdir(share.path.c_str());
     tell("the folder %s of the share %s was made anew: a backup holds records, not files", share.path.c_str(),
          share.name.c_str());
@@ -214,7 +218,7 @@ ExitCode restore() {
   if (const ExitCode fault = readRecordSets(present); fault != DONE) return fault;
   Listing listing = {"files", {"file", "added", "changed", "removed"}, {}};
   for (std::size_t i = 0; i < sets.size(); ++i) addDifferences(present[i], sets[i], listing);
-  printListing(arguments.output, listing);
+  if (const ExitCode fault = printListing(arguments.output, listing); fault != DONE) return fault;
   if (arguments.dryRun) return DONE;
   tell("all %zu records are replaced by those of %s", countOf(present), arguments.path.c_str());
   if (!isConfirmed(arguments.yes)) return complain(REFUSED, "nothing was changed");
@@ -237,6 +241,7 @@ void addDryRunOption(CLI::App& verb) { verb.add_flag("--dry-run", arguments.dryR
 }  // namespace
 
 void registerDb(CLI::App& noun, ExitCode& result) {
+  arguments = {};
   addOutputOptions(*addVerb(noun, result, "check", "Look for damaged files, broken records and loose ends", check),
                    arguments.output);
 

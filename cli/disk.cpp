@@ -27,8 +27,7 @@ ExitCode list() {
     listing.rows.push_back({static_cast<long long>(i), static_cast<long long>(DiskNumMap[i]), devices[i]});
   }
   if (listing.rows.empty()) tell("%s lists no disks: the disk with index i has the number i + 1", kHotSwapFile);
-  printListing(output, listing);
-  return DONE;
+  return printListing(output, listing);
 }
 
 std::string inHex(const void* data, std::size_t bytes) {
@@ -44,12 +43,11 @@ std::string inHex(const void* data, std::size_t bytes) {
 ExitCode config() {
   DiskConfig stored = {};
   if (Nas1GetDiskConfig(&stored) != 0) return complain(LIBRARY_FAILED, "the disk configuration cannot be read");
-  printObject(output, "disk_config",
-              {{"raid_level", static_cast<long long>(stored.raidLevel)},
-               {"file_system", static_cast<long long>(stored.fileSystem)},
-               {"flag", static_cast<long long>(stored.flag)},
-               {"callers", inHex(stored.callers, sizeof stored.callers)}});
-  return DONE;
+  return printObject(output, "disk_config",
+                     {{"raid_level", static_cast<long long>(stored.raidLevel)},
+                      {"file_system", static_cast<long long>(stored.fileSystem)},
+                      {"flag", static_cast<long long>(stored.flag)},
+                      {"callers", inHex(stored.callers, sizeof stored.callers)}});
 }
 
 ExitCode raid() {
@@ -59,16 +57,19 @@ ExitCode raid() {
   std::int32_t words[2];
   std::memcpy(words, status, sizeof words);
   const std::string drivers = inHex(status + sizeof words, sizeof status - sizeof words);
-  printObject(output, "raid",
-              {{"raid_level", static_cast<long long>(words[0])},
-               {"flag", static_cast<long long>(words[1])},
-               {"driver", result == 0 ? Cell(drivers) : Cell()}});
+  if (const ExitCode fault = printObject(output, "raid",
+                                         {{"raid_level", static_cast<long long>(words[0])},
+                                          {"flag", static_cast<long long>(words[1])},
+                                          {"driver", result == 0 ? Cell(drivers) : Cell()}});
+      fault != DONE)
+    return fault;
   return result == 0 ? DONE : complain(LIBRARY_FAILED, "the driver does not tell the state of the RAID");
 }
 
 }  // namespace
 
 void registerDisk(CLI::App& noun, ExitCode& result) {
+  output = {};
   CLI::App* const listVerb =
       noun.add_subcommand("list", "Print the listed disks with the driver's index and the number");
   addOutputOptions(*listVerb, output);
@@ -80,6 +81,7 @@ void registerDisk(CLI::App& noun, ExitCode& result) {
 }
 
 void registerRaid(CLI::App& noun, ExitCode& result) {
+  output = {};
   addOutputOptions(noun, output);
   noun.callback([&result] { result = raid(); });
 }

@@ -44,3 +44,8 @@ void tell(const char* format, ...) {
   say(format, arguments);
   va_end(arguments);
 }
+
+ExitCode unchanged() {
+  tell("unchanged");
+  return DONE;
+}

@@ -24,3 +24,6 @@ extern const char* const exitMeanings[EXIT_CODE_COUNT];
 
 // tell: something the user should know although all went well, on standard error too.
 __attribute__((format(printf, 1, 2))) void tell(const char* format, ...);
+
+// After a verb found everything as it was to become: says so and returns DONE. Nothing was called.
+[[nodiscard]] ExitCode unchanged();

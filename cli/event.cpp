@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "calls.h"
 #include "confirm.h"
 #include "deferred_mails.h"
 #include "events.h"
@@ -18,6 +19,7 @@ struct Arguments {
   std::string code;
   std::vector<std::string> words;
   bool yes = false;
+  bool allowUnsafe = false;
   Output output;
 };
 Arguments arguments;
@@ -30,13 +32,23 @@ bool shutsDown(unsigned code) {
   return (code == kFanStopped && hasBit(action, 29)) || (code == kOverheated && hasBit(action, 30));
 }
 
+std::string describe(const GivenEvent& event) {
+  if (event.hasText) return event.text;
+  std::string words;
+  const std::size_t count = event.hasArgument ? arguments.words.size() : 0;
+  for (std::size_t i = 0; i < count; ++i) words += (i == 0 ? "" : ", ") + arguments.words[i];
+  return words;
+}
+
 ExitCode raise() {
   GivenEvent event;
-  if (const ExitCode fault = parseEvent(arguments.code, arguments.words, event); fault != DONE) return fault;
+  if (const ExitCode fault = parseEvent(arguments.code, arguments.words, arguments.allowUnsafe, event); fault != DONE)
+    return fault;
   if (shutsDown(event.code)) {
     tell("event %u shuts the appliance down, as EVENT_ACTION says", event.code);
     if (!isConfirmed(arguments.yes)) return complain(REFUSED, "nothing was raised");
   }
+  if (isOnlyShown("Nas1Event", {event.code, describedArgument(describe(event))})) return DONE;
   if (Nas1Event(event.code, event.argument()) != 0) {
     return complain(LIBRARY_FAILED, "the event was raised, but the system could not take it");
   }
@@ -53,8 +65,7 @@ ExitCode list() {
     listing.rows.push_back({static_cast<long long>(code), info.meaning, info.level, info.category,
                             argumentName(info.argument), hasBit(action, code), hasBit(status, code), info.effect});
   }
-  printListing(arguments.output, listing);
-  return DONE;
+  return printListing(arguments.output, listing);
 }
 
 ExitCode pending() {
@@ -66,11 +77,15 @@ ExitCode pending() {
     listing.rows.push_back(
         {static_cast<long long>(code), events[code].meaning, keepsArgument ? deferred::keptArgument() : ""});
   }
-  printListing(arguments.output, listing);
-  return DONE;
+  return printListing(arguments.output, listing);
 }
 
 ExitCode replay() {
+  const std::uint32_t waiting = deferred::pending();
+  for (unsigned code = 0; code < EVENT_COUNT; ++code) {
+    if (hasBit(waiting, code) && isOnlyShown("Nas1Event", {code, describedArgument("-1")})) continue;
+  }
+  if (isDryRun()) return DONE;
   const std::uint32_t sent = deferred::replay();
   if (sent == 0) tell("no mail was waiting");
   for (unsigned code = 0; code < EVENT_COUNT; ++code) {
@@ -82,10 +97,13 @@ ExitCode replay() {
 }  // namespace
 
 void registerEvent(CLI::App& noun, ExitCode& result) {
+  arguments = {};
   CLI::App* const raiseVerb = noun.add_subcommand("raise", "Report that something happened, as the monitors do");
   raiseVerb->add_option("CODE", arguments.code, "0 to 28; nas1 event list shows them")->required();
   raiseVerb->add_option("ARGUMENT", arguments.words, "What it is about: a disk's index, an interface, a job, ...");
   raiseVerb->add_flag("--yes", arguments.yes, "Do not ask before an event that shuts the appliance down");
+  raiseVerb->add_flag("--allow-unsafe", arguments.allowUnsafe, "Allow control characters in a text");
+  addDryRunOption(*raiseVerb);
   raiseVerb->callback([&result] { result = raise(); });
 
   CLI::App* const listVerb = noun.add_subcommand("list", "Print all events and what they do");
@@ -97,5 +115,6 @@ void registerEvent(CLI::App& noun, ExitCode& result) {
   pendingVerb->callback([&result] { result = pending(); });
 
   CLI::App* const replayVerb = noun.add_subcommand("replay", "Send the mails that wait; part of the start-up");
+  addDryRunOption(*replayVerb);
   replayVerb->callback([&result] { result = replay(); });
 }

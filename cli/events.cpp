@@ -3,8 +3,8 @@
 #include <charconv>
 #include <limits>
 
+#include "safe_values.h"
 #include "suggest.h"
-#include "values.h"
 
 using enum EventArgument;
 
@@ -87,7 +87,8 @@ ExitCode takeWord(const EventInfo& info, const std::string& word, std::int32_t& 
 
 }  // namespace
 
-ExitCode parseEvent(const std::string& code, const std::vector<std::string>& words, GivenEvent& event) {
+ExitCode parseEvent(const std::string& code, const std::vector<std::string>& words, bool allowUnsafe,
+                    GivenEvent& event) {
   if (!toNumber(code, event.code) || event.code >= EVENT_COUNT) {
     return complain(UNKNOWN_OBJECT, "there is no event %s; nas1 event list shows them", code.c_str());
   }
@@ -101,7 +102,7 @@ ExitCode parseEvent(const std::string& code, const std::vector<std::string>& wor
   event.hasText = info.argument == interface || info.argument == anyText;
   if (event.hasText) {
     event.text = words[0];
-    return checkSafe(Target::freeText, "text", event.text, false);
+    return checkSafe(Field::freeText, "text", event.text, allowUnsafe);
   }
   for (std::size_t i = 0; i < wanted; ++i) {
     if (const ExitCode fault = takeWord(info, words[i], event.words[i]); fault != DONE) return fault;

@@ -38,7 +38,8 @@ struct GivenEvent {
 };
 
 // Reads an event's code and argument. Returns DONE, or complains.
-ExitCode parseEvent(const std::string& code, const std::vector<std::string>& words, GivenEvent& event);
+ExitCode parseEvent(const std::string& code, const std::vector<std::string>& words, bool allowUnsafe,
+                    GivenEvent& event);
 
 // Settings and state that verbs about events read; 0 where there is none.
 std::uint32_t readMask(const char* key);

@@ -91,13 +91,13 @@ ExitCode explain() {
     if (const ExitCode fault = checkRecordFile(permissionFile(protocol), Use::read); fault != DONE) return fault;
     listing.rows.push_back(explained(protocol));
   }
-  printListing(arguments.output, listing);
-  return DONE;
+  return printListing(arguments.output, listing);
 }
 
 }  // namespace
 
 void registerExplain(CLI::App& perm, ExitCode& result) {
+  arguments = {};
   CLI::App* const verb =
       perm.add_subcommand("explain", "Tell what gives a user its rights on a share, or why it has none");
   verb->callback([&result] { result = explain(); });

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "accounts.h"
+#include "calls.h"
 #include "nouns.h"
 #include "output.h"
 #include "record_files.h"
@@ -51,6 +52,7 @@ ExitCode add() {
   int size = 0;
   if (Nas1CheckGroupItem(source, Nas1UpStr(arguments.name.data()), &group, &size) == 0)
     return complain(REFUSED, "there is a group %s already", arguments.name.c_str());
+  if (isOnlyShown("Nas1AddGroup", {source, arguments.name, nullptr})) return DONE;
   if (Nas1AddGroup(source, arguments.name.data(), nullptr) < 0)
     return explainFailure(kGroupFile, Use::change, "the group could not be added");
   return DONE;
@@ -60,6 +62,7 @@ ExitCode del() {
   int source = 0;
   GroupItem group;
   if (const ExitCode fault = findNamed(source, group); fault != DONE) return fault;
+  if (isOnlyShown("Nas1DelGroup", {source, arguments.name})) return DONE;
   if (Nas1DelGroup(source, arguments.name.data()) != 0)
     return explainFailure(kGroupFile, Use::change, "the group could not be deleted");
   return DONE;
@@ -77,20 +80,18 @@ ExitCode list() {
     listing.rows.push_back({nameOf(group), sourceName(group.source), static_cast<long long>(group.gid),
                             static_cast<long long>(members), static_cast<long long>(group.quota)});
   }
-  printListing(arguments.output, listing);
-  return DONE;
+  return printListing(arguments.output, listing);
 }
 
 ExitCode show() {
   int source = 0;
   GroupItem group;
   if (const ExitCode fault = findNamed(source, group); fault != DONE) return fault;
-  printObject(arguments.output, "group",
-              {{"name", nameOf(group)},
-               {"source", sourceName(group.source)},
-               {"gid", static_cast<long long>(group.gid)},
-               {"quota_mb", static_cast<long long>(group.quota)}});
-  return DONE;
+  return printObject(arguments.output, "group",
+                     {{"name", nameOf(group)},
+                      {"source", sourceName(group.source)},
+                      {"gid", static_cast<long long>(group.gid)},
+                      {"quota_mb", static_cast<long long>(group.quota)}});
 }
 
 // Of every source: the library's own list of members knows local users only.
@@ -106,7 +107,14 @@ ExitCode members() {
     listing.rows.push_back(
         {nameOf(user), sourceName(user.source), static_cast<long long>(user.uid), user.groups[0] == group.gid});
   }
-  printListing(arguments.output, listing);
+  return printListing(arguments.output, listing);
+}
+
+ExitCode showQuota(const GroupItem& group) {
+  const auto megabytes = static_cast<long long>(group.quota);
+  if (arguments.output.json || !arguments.output.field.empty())
+    return printObject(arguments.output, "group", {{"name", nameOf(group)}, {"quota_mb", megabytes}});
+  printBare(megabytes);
   return DONE;
 }
 
@@ -114,12 +122,12 @@ ExitCode quota() {
   int source = 0;
   GroupItem group;
   if (const ExitCode fault = findNamed(source, group); fault != DONE) return fault;
-  if (!arguments.megabytes) {
-    printBare(static_cast<long long>(group.quota));
-    return DONE;
-  }
+  if (!arguments.megabytes) return showQuota(group);
   if (const ExitCode fault = checkQuota(*arguments.megabytes); fault != DONE) return fault;
-  group.quota = static_cast<std::uint32_t>(*arguments.megabytes);
+  const auto megabytes = static_cast<std::uint32_t>(*arguments.megabytes);
+  if (group.quota == megabytes) return unchanged();
+  group.quota = megabytes;
+  if (isOnlyShown("Nas1SetGroupItem", {describedArgument(describe(group))})) return DONE;
   if (Nas1SetGroupItem(&group) != 0) return explainFailure(kGroupFile, Use::change, "the quota could not be set");
   return DONE;
 }
@@ -133,6 +141,8 @@ ExitCode primary() {
   if (!room)
     return complain(READ_ONLY, "%s is in %zu groups already, and in no more", nameOf(user).c_str(),
                     std::size(user.groups));
+  if (user.groups[0] == group.gid) return unchanged();
+  if (isOnlyShown("Nas1SetPrimaryGroup", {source, arguments.user, arguments.name})) return DONE;
   if (Nas1SetPrimaryGroup(source, arguments.user.c_str(), arguments.name.c_str()) != 0)
     return explainFailure(kUserFile, Use::change, "the primary group could not be set");
   return DONE;
@@ -145,6 +155,7 @@ ExitCode leave() {
   if (const ExitCode fault = findBoth(source, group, user); fault != DONE) return fault;
   if (!isMember(user, group.gid))
     return complain(UNKNOWN_OBJECT, "%s is not in the group %s", nameOf(user).c_str(), nameOf(group).c_str());
+  if (isOnlyShown("Nas1LeaveGroup", {source, arguments.user, arguments.name})) return DONE;
   if (Nas1LeaveGroup(source, arguments.user.data(), arguments.name.data()) != 0)
     return explainFailure(kUserFile, Use::change, "the user could not be taken out of the group");
   return DONE;
@@ -156,13 +167,14 @@ ExitCode join() {
   GroupItem group;
   UserItem user;
   if (const ExitCode fault = findBoth(source, group, user); fault != DONE) return fault;
-  if (Nas1JoinGroup(source, arguments.user.data(), arguments.name.data()) == 0) return DONE;
+  if (Nas1JoinGroup(source, arguments.user.data(), arguments.name.data()) == 0) return unchanged();
   auto* const slot = std::find(std::begin(user.groups) + 1, std::end(user.groups), 0U);
   if (slot == std::end(user.groups)) {
     return complain(READ_ONLY, "%s is in %zu groups besides its primary one already, and in no more",
                     nameOf(user).c_str(), std::size(user.groups) - 1);
   }
   *slot = group.gid;
+  if (isOnlyShown("Nas1SetUserItem", {describedArgument(describe(user))})) return DONE;
   if (Nas1SetUserItem(&user) != 0) return explainFailure(kUserFile, Use::change, "the user could not join the group");
   return DONE;
 }
@@ -188,15 +200,21 @@ void addUserArgument(CLI::App& verb) {
 }  // namespace
 
 void registerGroup(CLI::App& noun, ExitCode& result) {
-  addGroupVerb(noun, result, "add", "Add a group", add)
-      ->add_flag("--allow-unsafe", arguments.allowUnsafe, "Hand a name on that a program may misread");
-  addGroupVerb(noun, result, "del", "Delete a group, its memberships and its permissions", del);
+  arguments = {};
+  CLI::App* const addOne = addGroupVerb(noun, result, "add", "Add a group", add);
+  addOne->add_flag("--allow-unsafe", arguments.allowUnsafe, "Hand a name on that a program may misread");
+  CLI::App* const delOne =
+      addGroupVerb(noun, result, "del", "Delete a group, its memberships and its permissions", del);
   addOutputOptions(*addVerb(noun, result, "list", "Print all groups", list), arguments.output);
   addOutputOptions(*addGroupVerb(noun, result, "show", "Print one group", show), arguments.output);
   addOutputOptions(*addGroupVerb(noun, result, "members", "Print the users in a group", members), arguments.output);
-  addGroupVerb(noun, result, "quota", "Set a group's quota on every volume, or print it", quota)
-      ->add_option("MEGABYTES", arguments.megabytes, "The new quota; 0 for none");
-  addUserArgument(*addGroupVerb(noun, result, "primary", "Make a group a user's primary one", primary));
-  addUserArgument(*addGroupVerb(noun, result, "join", "Put a user into a group", join));
-  addUserArgument(*addGroupVerb(noun, result, "leave", "Take a user out of a group", leave));
+  CLI::App* const quotaOne =
+      addGroupVerb(noun, result, "quota", "Set a group's quota on every volume, or print it", quota);
+  quotaOne->add_option("MEGABYTES", arguments.megabytes, "The new quota; 0 for none");
+  addOutputOptions(*quotaOne, arguments.output);
+  CLI::App* const primaryOne = addGroupVerb(noun, result, "primary", "Make a group a user's primary one", primary);
+  CLI::App* const joinOne = addGroupVerb(noun, result, "join", "Put a user into a group", join);
+  CLI::App* const leaveOne = addGroupVerb(noun, result, "leave", "Take a user out of a group", leave);
+  for (CLI::App* const verb : {primaryOne, joinOne, leaveOne}) addUserArgument(*verb);
+  for (CLI::App* const verb : {addOne, delOne, quotaOne, primaryOne, joinOne, leaveOne}) addDryRunOption(*verb);
 }

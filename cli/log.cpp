@@ -80,14 +80,14 @@ std::vector<Entry> takeEntries(LogReader& reader) {
   return entries;
 }
 
-void printEntries(std::span<const Entry> entries) {
+ExitCode printEntries(std::span<const Entry> entries) {
   if (isForPerson(arguments.output)) {
     for (const Entry& entry : entries) (void)std::puts(visible(entry.line).c_str());
-    return;
+    return DONE;
   }
   Listing listing = {"log", {"time", "level", "category", "message"}, {}};
   for (const Entry& entry : entries) listing.rows.push_back({entry.time, entry.level, entry.category, entry.message});
-  printListing(arguments.output, listing);
+  return printListing(arguments.output, listing);
 }
 
 [[noreturn]] void follow(LogReader& reader) {
@@ -96,7 +96,7 @@ void printEntries(std::span<const Entry> entries) {
     (void)usleep(kFollowPauseUs);
     if (!readOn(reader)) continue;
     const std::vector<Entry> entries = takeEntries(reader);
-    if (!entries.empty()) printEntries(entries);
+    if (!entries.empty()) (void)printEntries(entries);
   }
 }
 
@@ -119,9 +119,9 @@ ExitCode show() {
   }
   const std::vector<Entry> entries = takeEntries(reader);
   const std::size_t wanted = arguments.count == 0 ? entries.size() : static_cast<std::size_t>(arguments.count);
-  printEntries(std::span(entries).last(std::min(wanted, entries.size())));
-  if (arguments.follow) follow(reader);
-  return DONE;
+  const ExitCode printed = printEntries(std::span(entries).last(std::min(wanted, entries.size())));
+  if (printed == DONE && arguments.follow) follow(reader);
+  return printed;
 }
 
 std::string listed(std::span<const char* const> tags) {
@@ -133,6 +133,7 @@ std::string listed(std::span<const char* const> tags) {
 }  // namespace
 
 void registerLog(CLI::App& noun, ExitCode& result) {
+  arguments = {};
   noun.add_option("-n", arguments.count, "How many of the last lines; 0 for all")
       ->capture_default_str()
       ->check(CLI::NonNegativeNumber);

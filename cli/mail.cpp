@@ -21,6 +21,8 @@ struct Arguments {
   std::string code;
   std::vector<std::string> words;
   std::string language;
+  bool allowUnsafe = false;
+  Output output;
 };
 Arguments arguments;
 
@@ -116,7 +118,8 @@ void print(const std::string& text) {
 
 ExitCode preview() {
   GivenEvent event;
-  if (const ExitCode fault = parseEvent(arguments.code, arguments.words, event); fault != DONE) return fault;
+  if (const ExitCode fault = parseEvent(arguments.code, arguments.words, arguments.allowUnsafe, event); fault != DONE)
+    return fault;
   int lang = 0;
   if (const ExitCode fault = findLanguage(lang); fault != DONE) return fault;
   if (NasMailMsgInit(lang) == 0) tell("there are no texts: /etc/mail/alert.%s cannot be read", languages[lang]);
@@ -127,17 +130,24 @@ ExitCode preview() {
     text = textOf(event);
   }
   (void)NasMailMsgFree(lang);
-  print(lang == kJapanese ? withEncodedSubject(text) : text);
-  return text.empty() ? complain(LIBRARY_FAILED, "the mail could not be put together") : DONE;
+  if (text.empty()) return complain(LIBRARY_FAILED, "the mail could not be put together");
+  if (lang == kJapanese) text = withEncodedSubject(text);
+  if (arguments.output.json || !arguments.output.field.empty())
+    return printObject(arguments.output, "mail", {{"language", languages[lang]}, {"text", text}});
+  print(text);
+  return DONE;
 }
 
 }  // namespace
 
 void registerMail(CLI::App& noun, ExitCode& result) {
+  arguments = {};
   CLI::App* const previewVerb = noun.add_subcommand("preview", "Print the mail that would be sent, and send nothing");
   previewVerb->add_option("CODE", arguments.code, "Event; nas1 event list shows them")->required();
   previewVerb->add_option("ARGUMENT", arguments.words, "What it is about, as in nas1 event raise");
   previewVerb->add_option("--language", arguments.language,
                           "en, big5, jp, ko or cn; without it the one that EMAIL_LANGUAGE sets");
+  previewVerb->add_flag("--allow-unsafe", arguments.allowUnsafe, "Allow control characters in a text");
+  addOutputOptions(*previewVerb, arguments.output);
   previewVerb->callback([&result] { result = preview(); });
 }

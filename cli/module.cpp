@@ -8,11 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "calls.h"
 #include "confirm.h"
 #include "nouns.h"
 #include "output.h"
 #include "record_files.h"
-#include "values.h"
+#include "safe_values.h"
 
 namespace {
 
@@ -29,6 +30,7 @@ struct Arguments {
   std::string command;
   bool replace = false;
   bool yes = false;
+  bool allowUnsafe = false;
   Output output;
 };
 Arguments arguments;
@@ -66,7 +68,7 @@ ExitCode find(ModuleRecord& found) {
 ExitCode checkText(const char* what, const std::string& text, std::size_t size) {
   if (text.size() >= size)
     return complain(USAGE, "the %s has %zu characters; it may have %zu", what, text.size(), size - 1);
-  return checkSafe(Target::freeText, what, text, false);
+  return checkSafe(Field::freeText, what, text, arguments.allowUnsafe);
 }
 
 ExitCode add() {
@@ -78,12 +80,17 @@ ExitCode add() {
   (void)arguments.name.copy(record.description, NAS_NAME_SIZE);
   (void)arguments.text.copy(record.description + kTextOffset, kTextSize);
   (void)arguments.command.copy(record.removalCommand, kCommandSize);
-  if ((arguments.replace ? Nas1ModuleMod(&record) : Nas1ModuleAdd(&record)) == 0) return DONE;
   const auto modules = readModules();
-  const auto same = [](const ModuleRecord& r) { return nameOf(r) == arguments.name; };
-  if (!arguments.replace && std::any_of(modules.begin(), modules.end(), same)) {
+  const auto present =
+      std::find_if(modules.begin(), modules.end(), [](const ModuleRecord& r) { return nameOf(r) == arguments.name; });
+  if (arguments.replace && present != modules.end() && std::memcmp(&*present, &record, sizeof record) == 0)
+    return unchanged();
+  if (!arguments.replace && present != modules.end()) {
     return complain(REFUSED, "there is a module %s already; --replace changes it", arguments.name.c_str());
   }
+  const char* const function = arguments.replace ? "Nas1ModuleMod" : "Nas1ModuleAdd";
+  if (isOnlyShown(function, {describedArgument(arguments.name)})) return DONE;
+  if ((arguments.replace ? Nas1ModuleMod(&record) : Nas1ModuleAdd(&record)) == 0) return DONE;
   return explainFailure(kModuleFile, Use::change, "the module could not be added");
 }
 
@@ -93,6 +100,7 @@ ExitCode del() {
   const std::string command = commandOf(record);
   if (!command.empty()) tell("the module %s is taken out by: %s", arguments.name.c_str(), command.c_str());
   if (!isConfirmed(arguments.yes)) return complain(REFUSED, "nothing was changed");
+  if (isOnlyShown("Nas1ModuleDel", {arguments.name})) return DONE;
   if (Nas1ModuleDel(arguments.name.c_str()) == 0) return DONE;
   return explainFailure(kModuleFile, Use::change, "the module could not be deleted");
 }
@@ -102,32 +110,35 @@ ExitCode list() {
   Listing listing = {"modules", {"name", "description", "removal_command"}, {}};
   for (const ModuleRecord& record : readModules())
     listing.rows.push_back({nameOf(record), textOf(record), commandOf(record)});
-  printListing(arguments.output, listing);
-  return DONE;
+  return printListing(arguments.output, listing);
 }
 
 ExitCode show() {
   ModuleRecord record = {};
   if (const ExitCode fault = find(record); fault != DONE) return fault;
-  printObject(arguments.output, "module",
-              {{"name", nameOf(record)}, {"description", textOf(record)}, {"removal_command", commandOf(record)}});
-  return DONE;
+  return printObject(
+      arguments.output, "module",
+      {{"name", nameOf(record)}, {"description", textOf(record)}, {"removal_command", commandOf(record)}});
 }
 
 }  // namespace
 
 void registerModule(CLI::App& noun, ExitCode& result) {
+  arguments = {};
   CLI::App* const addVerb = noun.add_subcommand("add", "Register a module");
   addVerb->add_option("NAME", arguments.name, "At most 31 characters")->required();
   addVerb->add_option("--description", arguments.text, "What it is, at most 203 characters");
   addVerb->add_option("--on-removal", arguments.command, "Shell command that takes it out, at most 127 characters");
   addVerb->add_flag("--replace", arguments.replace, "Replace what is registered under the name");
+  addVerb->add_flag("--allow-unsafe", arguments.allowUnsafe, "Allow control characters");
+  addDryRunOption(*addVerb);
   addVerb->callback([&result] { result = add(); });
 
   CLI::App* const delVerb =
       noun.add_subcommand("del", "Run a module's removal command and delete it from the register");
   delVerb->add_option("NAME", arguments.name, "Name of the module")->required();
   delVerb->add_flag("--yes", arguments.yes, "Do not ask");
+  addDryRunOption(*delVerb);
   delVerb->callback([&result] { result = del(); });
 
   CLI::App* const listVerb = noun.add_subcommand("list", "Print all modules");

@@ -20,7 +20,7 @@ struct Noun {
 std::span<const Noun> nouns();
 const Noun* findNoun(const std::string& name);  // null when there is none
 
-// A verb leaves its exit code in `result`.
+// A verb leaves its exit code in `result`. Registering forgets what an earlier command of the same noun was given.
 void registerShare(CLI::App& noun, ExitCode& result);
 void registerPerm(CLI::App& noun, ExitCode& result);
 void registerNfs(CLI::App& noun, ExitCode& result);

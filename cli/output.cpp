@@ -1,80 +1,29 @@
 #include "output.h"
 
-#include <iconv.h>
 #include <unistd.h>
-
-#include <nas1api.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstring>
-#include <nlohmann/json.hpp>
+#include <iterator>
 
-using Json = nlohmann::ordered_json;
+#include "json_text.h"
+#include "suggest.h"
 
 namespace {
 
-constexpr char kSchema[] = "nas1/1";
 constexpr char kMasked[] = "********";
-constexpr int kFallbackCodePage = 860;
 
 bool isOnTerminal() {
   static const bool terminal = isatty(STDOUT_FILENO) == 1;
   return terminal;
 }
 
-bool isAscii(const std::string& text) {
-  return std::all_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x80; });
-}
-
-iconv_t converterToUtf8() {
-  int codePage = 0;
-  if (NasGetConfig("CIFS_CODE_PAGE", sizeof codePage, &codePage, nullptr) < 0) codePage = kFallbackCodePage;
-  return iconv_open("UTF-8", ("CP" + std::to_string(codePage)).c_str());
-}
-
-// Returns false for a text that is none in the code page.
-bool toUtf8(const std::string& text, std::string& utf8) {
-  static const iconv_t converter = converterToUtf8();
-  if (converter == reinterpret_cast<iconv_t>(-1)) return false;
-  utf8.assign(text.size() * 4, '\0');
-  char* from = const_cast<char*>(text.data());
-  char* to = utf8.data();
-  std::size_t fromLeft = text.size();
-  std::size_t toLeft = utf8.size();
-  (void)iconv(converter, nullptr, nullptr, nullptr, nullptr);
-  if (iconv(converter, &from, &fromLeft, &to, &toLeft) == static_cast<std::size_t>(-1)) return false;
-  utf8.resize(utf8.size() - toLeft);
-  return true;
-}
-
-std::string inHex(const std::string& text) {
-  std::string digits;
-  char pair[3];
-  for (const unsigned char c : text) {
-    (void)std::snprintf(pair, sizeof pair, "%02x", c);
-    digits += pair;
-  }
-  return digits;
-}
-
-// A text that is none in the code page is given as NAME_hex, so that no name is ever lost or made up.
-void addText(Json& object, const char* name, const std::string& text) {
-  std::string utf8;
-  if (isAscii(text)) {
-    object[name] = text;
-  } else if (toUtf8(text, utf8)) {
-    object[name] = utf8;
-  } else {
-    object[std::string(name) + "_hex"] = inHex(text);
-  }
-}
-
 void addCell(Json& object, const char* name, const Cell& cell) {
   if (const auto* const text = std::get_if<std::string>(&cell)) {
-    addText(object, name, *text);
+    putText(object, name, *text);
   } else if (const auto* const number = std::get_if<long long>(&cell)) {
     object[name] = *number;
   } else if (const auto* const flag = std::get_if<bool>(&cell)) {
@@ -100,6 +49,17 @@ std::string headingOf(const char* field) {
   std::string heading = field;
   for (char& c : heading) c = c == '_' ? ' ' : static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   return heading;
+}
+
+// Finds the field that --get names.
+ExitCode findField(const std::string& wanted, const std::vector<std::string>& fields, std::size_t& index) {
+  const auto found = std::find(fields.begin(), fields.end(), wanted);
+  index = static_cast<std::size_t>(found - fields.begin());
+  if (found != fields.end()) return DONE;
+  std::string names;
+  for (const std::string& field : fields) names += (names.empty() ? "" : ", ") + field;
+  return complain(USAGE, "there is no field %s%s; there are %s", wanted.c_str(), suggestion(wanted, fields).c_str(),
+                  names.c_str());
 }
 
 using Lines = std::vector<std::vector<std::string>>;
@@ -128,8 +88,12 @@ void printAligned(const Lines& lines) {
 }  // namespace
 
 void addOutputOptions(CLI::App& verb, Output& output) {
-  verb.add_flag("--json", output.json, "Print JSON");
-  verb.add_flag("--plain", output.plain, "Print tab-separated lines without a heading, as in a pipe");
+  auto* const json = verb.add_flag("--json", output.json, "Print JSON");
+  auto* const plain =
+      verb.add_flag("--plain", output.plain, "Print tab-separated lines without a heading, as in a pipe");
+  auto* const get = verb.add_option("--get", output.field, "Print this field only, as it is");
+  json->excludes(plain)->excludes(get);
+  plain->excludes(get);
 }
 
 void addSecretsOption(CLI::App& verb, Output& output) {
@@ -142,14 +106,22 @@ Cell secretCell(const Output& output, const std::string& secret) {
   return secret.empty() || output.secrets ? secret : kMasked;
 }
 
-void printListing(const Output& output, const Listing& listing) {
+ExitCode printListing(const Output& output, const Listing& listing) {
+  if (!output.field.empty()) {
+    std::size_t index = 0;
+    const ExitCode fault = findField(output.field, {listing.fields.begin(), listing.fields.end()}, index);
+    if (fault != DONE) return fault;
+    for (const auto& row : listing.rows) printBare(row[index]);
+    return DONE;
+  }
   if (output.json) {
     Json objects = Json::array();
     for (const auto& row : listing.rows) {
       Json& object = objects.emplace_back(Json::object());
       for (std::size_t i = 0; i < row.size(); ++i) addCell(object, listing.fields[i], row[i]);
     }
-    return printJson(listing.name, std::move(objects));
+    printJson(listing.name, std::move(objects));
+    return DONE;
   }
   Lines lines;
   const bool table = isForPerson(output);
@@ -162,22 +134,35 @@ void printListing(const Output& output, const Listing& listing) {
     for (const Cell& cell : row) line.push_back(asText(cell));
   }
   table ? printAligned(lines) : printTabSeparated(lines);
+  return DONE;
 }
 
-void printObject(const Output& output, const char* name, const std::vector<Field>& fields) {
+ExitCode printObject(const Output& output, const char* name, const std::vector<NamedCell>& fields) {
+  if (!output.field.empty()) {
+    std::size_t index = 0;
+    std::vector<std::string> names;
+    for (const NamedCell& field : fields) names.emplace_back(field.name);
+    if (const ExitCode fault = findField(output.field, names, index); fault != DONE) return fault;
+    printBare(fields[index].value);
+    return DONE;
+  }
   if (output.json) {
     Json object = Json::object();
-    for (const Field& field : fields) addCell(object, field.name, field.value);
-    return printJson(name, std::move(object));
+    for (const NamedCell& field : fields) addCell(object, field.name, field.value);
+    printJson(name, std::move(object));
+    return DONE;
   }
   Lines lines;
-  for (const Field& field : fields) lines.push_back({field.name, asText(field.value)});
+  for (const NamedCell& field : fields) lines.push_back({field.name, asText(field.value)});
   isForPerson(output) ? printAligned(lines) : printTabSeparated(lines);
+  return DONE;
 }
 
 void printBare(const Cell& value) { (void)std::puts(asText(value).c_str()); }
 
-bool isForPerson(const Output& output) { return isOnTerminal() && !output.plain && !output.json; }
+bool isForPerson(const Output& output) {
+  return isOnTerminal() && !output.plain && !output.json && output.field.empty();
+}
 
 std::string visible(const std::string& text) {
   std::string shown;

@@ -6,6 +6,8 @@
 #include <variant>
 #include <vector>
 
+#include "errors.h"
+
 namespace CLI {
 class App;
 }
@@ -15,9 +17,10 @@ struct Output {
   bool json = false;
   bool plain = false;
   bool secrets = false;
+  std::string field;  // print only this one; empty: all
 };
 
-// Adds --json and --plain to a verb that prints data, --with-secrets to one whose data hold passwords.
+// Adds --json, --plain and --get to a verb that prints data, --with-secrets to one whose data hold passwords.
 void addOutputOptions(CLI::App& verb, Output& output);
 void addSecretsOption(CLI::App& verb, Output& output);
 
@@ -30,20 +33,22 @@ std::string fieldText(const char* field, std::size_t size);
 // A password as a cell: as it is, or only whether there is one.
 Cell secretCell(const Output& output, const std::string& secret);
 
+// Both return USAGE, with a complaint, when --get names a field that there is not.
+
 // Several objects of a kind. Field names are the JSON names; the headings are made of them.
 struct Listing {
   const char* name;  // of the whole, in JSON
   std::vector<const char*> fields;
   std::vector<std::vector<Cell>> rows;
 };
-void printListing(const Output& output, const Listing& listing);
+ExitCode printListing(const Output& output, const Listing& listing);
 
 // One object.
-struct Field {
+struct NamedCell {
   const char* name;
   Cell value;
 };
-void printObject(const Output& output, const char* name, const std::vector<Field>& fields);
+ExitCode printObject(const Output& output, const char* name, const std::vector<NamedCell>& fields);
 
 // One value and nothing else.
 void printBare(const Cell& value);

@@ -11,13 +11,14 @@
 #include <vector>
 
 #include "accounts.h"
+#include "calls.h"
 #include "explain.h"
 #include "nouns.h"
 #include "output.h"
 #include "permission_lists.h"
 #include "record_files.h"
+#include "safe_values.h"
 #include "shares.h"
-#include "values.h"
 
 namespace {
 
@@ -62,7 +63,7 @@ ExitCode checkAccountName(const std::string& name) {
     return complain(USAGE, "the name %s has %zu characters; it may have %d", name.c_str(), name.size(),
                     NAS_NAME_SIZE - 1);
   }
-  return checkSafe(Target::freeText, "name", name, arguments.allowUnsafe);
+  return checkSafe(Field::freeText, "name", name, arguments.allowUnsafe);
 }
 
 ExitCode parseRights(const std::string& digits, int& rights) {
@@ -137,6 +138,17 @@ ExitCode explainChange(const List& list, const PermittedItem& entry, const char*
   return explainFailure(list.file(), Use::change, what.c_str());
 }
 
+// An entry, and a list of them, as they are printed in a call.
+CallArgument described(const PermittedItem& entry) {
+  return describedArgument(std::string(kindOf(entry)) + ":" + nameOf(entry) + "=" + std::to_string(entry.rights));
+}
+
+CallArgument described(const Entries& entries) {
+  std::string words;
+  for (const PermittedItem& entry : entries) words += (words.empty() ? "" : ", ") + described(entry).spelled;
+  return describedArgument(words);
+}
+
 // ---- Verbs
 
 ExitCode add() {
@@ -151,6 +163,7 @@ ExitCode add() {
                     nameOf(entry).c_str());
   }
   for (const PermittedItem& entry : added) {
+    if (isOnlyShown("Nas1AddPermittedItem", {list.share, list.protocol->number, described(entry)})) continue;
     if (Nas1AddPermittedItem(list.share, list.protocol->number, &entry) != 0)
       return explainChange(list, entry, "added");
   }
@@ -172,6 +185,7 @@ ExitCode del() {
     entry.type = found->type;
   }
   for (const PermittedItem& entry : deleted) {
+    if (isOnlyShown("Nas1DelPermittedItemEx", {list.share, list.protocol->number, nameOf(entry), entry.type})) continue;
     if (Nas1DelPermittedItemEx(list.share, list.protocol->number, nameOf(entry).c_str(), entry.type) != 0)
       return explainChange(list, entry, "deleted");
   }
@@ -200,10 +214,9 @@ ExitCode set() {
   if (const ExitCode fault = openList(Use::change, list); fault != DONE) return fault;
   const Entries present = list.read();
   const Entries wanted = arguments.only ? given : withChanges(present, given);
-  if (areSame(wanted, present)) {
-    tell("unchanged");
+  if (areSame(wanted, present)) return unchanged();
+  if (isOnlyShown("Nas1SetPermittedList", {list.share, list.protocol->number, wanted.size(), described(wanted)}))
     return DONE;
-  }
   // An empty list still needs a place to point at.
   const PermittedItem none = {};
   const PermittedItem* const items = wanted.empty() ? &none : wanted.data();
@@ -245,8 +258,7 @@ ExitCode list() {
       if (only == nullptr || only == &protocol) addRows({share.name.c_str(), &protocol}, listing);
     }
   }
-  printListing(arguments.output, listing);
-  return DONE;
+  return printListing(arguments.output, listing);
 }
 
 ExitCode check() {
@@ -269,10 +281,9 @@ ExitCode check() {
     printBare(rights);
     return DONE;
   }
-  printObject(
+  return printObject(
       arguments.output, "permission",
       {{"user", arguments.user}, {"share", arguments.share}, {"protocol", list.protocol->name}, {"rights", rights}});
-  return DONE;
 }
 
 CLI::App* addVerb(CLI::App& noun, ExitCode& result, const char* name, const char* about, ExitCode (*run)()) {
@@ -291,6 +302,7 @@ CLI::App* addChangingVerb(CLI::App& noun, ExitCode& result, const char* name, co
   verb->add_option("SHARE", arguments.share, "Name of the share")->required();
   verb->add_option("ENTRY", arguments.entries, form);
   addProtocolOption(*verb, "local without it");
+  addDryRunOption(*verb);
   return verb;
 }
 
@@ -301,6 +313,7 @@ void addUnsafeOption(CLI::App& verb) {
 }  // namespace
 
 void registerPerm(CLI::App& noun, ExitCode& result) {
+  arguments = {};
   CLI::App* const listVerb = addVerb(noun, result, "list", "Print who may do what", list);
   listVerb->add_option("SHARE", arguments.share, "Name of the share; all of them without it");
   addProtocolOption(*listVerb, "all of them without it");

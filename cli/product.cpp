@@ -6,11 +6,12 @@
 #include <algorithm>
 #include <string>
 
+#include "calls.h"
 #include "config_keys.h"
 #include "nouns.h"
 #include "output.h"
 #include "record_files.h"
-#include "values.h"
+#include "safe_values.h"
 
 namespace {
 
@@ -50,7 +51,7 @@ ExitCode checkKey() {
     return complain(REFUSED, "%s is a record of the appliance itself; nas1 config and nas1 snapshot are for those",
                     arguments.key.c_str());
   }
-  return checkSafe(Target::freeText, "key", arguments.key, arguments.allowUnsafe);
+  return checkSafe(Field::freeText, "key", arguments.key, arguments.allowUnsafe);
 }
 
 ExitCode get() {
@@ -58,11 +59,9 @@ ExitCode get() {
   // An unreadable record file would look like a text that was never set.
   if (const ExitCode fault = checkRecordFile(kSystemFile, Use::read); fault != DONE) return fault;
   const std::string text = readText();
-  if (arguments.output.json) {
-    printObject(arguments.output, "product", {{"key", arguments.key}, {"text", text}});
-  } else {
-    printBare(text);
-  }
+  if (arguments.output.json || !arguments.output.field.empty())
+    return printObject(arguments.output, "product", {{"key", arguments.key}, {"text", text}});
+  printBare(text);
   return DONE;
 }
 
@@ -71,14 +70,12 @@ ExitCode set() {
   if (arguments.text.size() > kMostCharacters) {
     return complain(USAGE, "the text has %zu characters; it may have %zu", arguments.text.size(), kMostCharacters);
   }
-  if (const ExitCode fault = checkSafe(Target::freeText, "text", arguments.text, arguments.allowUnsafe); fault != DONE)
+  if (const ExitCode fault = checkSafe(Field::freeText, "text", arguments.text, arguments.allowUnsafe); fault != DONE)
     return fault;
   if (const ExitCode fault = checkRecordFile(kSystemFile, Use::change); fault != DONE) return fault;
-  if (readText() == arguments.text) {
-    tell("unchanged");
-    return DONE;
-  }
+  if (readText() == arguments.text) return unchanged();
   const int size = static_cast<int>(arguments.text.size()) + 1;
+  if (isOnlyShown("Nas1SetProductConfig", {arguments.key, size, arguments.text})) return DONE;
   const int result = Nas1SetProductConfig(arguments.key.c_str(), size, arguments.text.c_str());
   if (result == 0 && readText() == arguments.text) return DONE;
   return explainFailure(kSystemFile, Use::change, "the text could not be stored");
@@ -87,6 +84,7 @@ ExitCode set() {
 }  // namespace
 
 void registerProduct(CLI::App& noun, ExitCode& result) {
+  arguments = {};
   CLI::App* const getVerb = noun.add_subcommand("get", "Print a text");
   getVerb->add_option("KEY", arguments.key, "Its name, of your own choice")->required();
   addOutputOptions(*getVerb, arguments.output);
@@ -96,5 +94,6 @@ void registerProduct(CLI::App& noun, ExitCode& result) {
   setVerb->add_option("KEY", arguments.key, "Its name, of your own choice")->required();
   setVerb->add_option("TEXT", arguments.text, "At most 50 characters; an empty one for none")->required();
   setVerb->add_flag("--allow-unsafe", arguments.allowUnsafe, "Allow control characters");
+  addDryRunOption(*setVerb);
   setVerb->callback([&result] { result = set(); });
 }

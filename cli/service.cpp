@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "calls.h"
 #include "nouns.h"
 #include "protocols.h"
 #include "suggest.h"
@@ -54,6 +55,7 @@ ExitCode restart() {
   if (how == RELOAD && !canReload(protocol->number))
     return complain(REFUSED, "%s cannot reload; nas1 service restart %s restart ends its sessions and starts it anew",
                     protocol->name, protocol->name);
+  if (isOnlyShown("Nas1Restart", {protocol->number, how})) return DONE;
   const int result = Nas1Restart(protocol->number, how);
   if (result < 0)
     return complain(LIBRARY_FAILED, "the service of %s could not be told to %s", protocol->name,
@@ -70,8 +72,10 @@ ExitCode restart() {
 }  // namespace
 
 void registerService(CLI::App& noun, ExitCode& result) {
+  arguments = {};
   CLI::App* const verb = noun.add_subcommand("restart", "Start, stop, restart or reload what serves a protocol");
   verb->add_option("PROTOCOL", arguments.protocol, "cifs, nfs, ncp, afp, ftp or snmp")->required();
   verb->add_option("ACTION", arguments.how, "start, stop, restart, or reload, which drops no session")->required();
+  addDryRunOption(*verb);
   verb->callback([&result] { result = restart(); });
 }

@@ -8,13 +8,14 @@
 #include <optional>
 #include <string>
 
+#include "calls.h"
 #include "confirm.h"
 #include "nouns.h"
 #include "output.h"
 #include "record_files.h"
+#include "safe_values.h"
 #include "secret.h"
 #include "shares.h"
-#include "values.h"
 
 namespace {
 
@@ -34,22 +35,16 @@ Arguments arguments;
 constexpr std::size_t kPasswordLength = NAS_NAME_SIZE - 1;
 enum { READ_ONLY_PASSWORD = 0, READ_WRITE_PASSWORD = 1 };
 
-ExitCode checkPath(const std::string& path) {
+ExitCode checkPath(Field field, const std::string& path) {
   if (!path.starts_with('/')) return complain(USAGE, "the path %s does not begin with /", path.c_str());
-  return checkSafe(Target::sharePath, "path", path, arguments.allowUnsafe);
-}
-
-// A new folder will also be exported; one that is there already can at least be got rid of.
-ExitCode checkNewPath(const std::string& path) {
-  if (const ExitCode fault = checkPath(path); fault != DONE) return fault;
-  return checkSafe(Target::exportedPath, "path", path, arguments.allowUnsafe);
+  return checkSafe(field, "path", path, arguments.allowUnsafe);
 }
 
 ExitCode checkComment(const std::string& comment) {
   if (Nas1CheckLength(comment.c_str(), NAS_COMMENT_SIZE) != 0) {
     return complain(USAGE, "the comment has %zu characters; it may have %d", comment.size(), NAS_COMMENT_SIZE - 1);
   }
-  return checkSafe(Target::shareComment, "comment", comment, arguments.allowUnsafe);
+  return checkSafe(Field::shareComment, "comment", comment, arguments.allowUnsafe);
 }
 
 ExitCode checkName(std::string& name) {
@@ -60,17 +55,18 @@ ExitCode checkName(std::string& name) {
   if (Nas1CheckLength(name.c_str(), NAS_NAME_SIZE) != 0) {
     return complain(USAGE, "the name has %zu characters; it may have %d", name.size(), NAS_NAME_SIZE - 1);
   }
-  return checkSafe(Target::shareName, "name", name, arguments.allowUnsafe);
+  return checkSafe(Field::shareName, "name", name, arguments.allowUnsafe);
 }
 
 ExitCode add() {
   const std::string comment = arguments.comment.value_or("");
   if (const ExitCode fault = checkName(arguments.name); fault != DONE) return fault;
-  if (const ExitCode fault = checkNewPath(*arguments.path); fault != DONE) return fault;
+  if (const ExitCode fault = checkPath(Field::sharePath, *arguments.path); fault != DONE) return fault;
   if (const ExitCode fault = checkComment(comment); fault != DONE) return fault;
   if (Nas1GetShareInfoSize(arguments.name.c_str()) >= 0) {
     return complain(REFUSED, "there is a share %s already; nas1 share mod changes it", arguments.name.c_str());
   }
+  if (isOnlyShown("Nas1ShareAdd", {arguments.name, comment, *arguments.path})) return DONE;
   if (Nas1ShareAdd(arguments.name.data(), comment.c_str(), arguments.path->c_str()) != 0) {
     return explainFailure(kShareFile, Use::change, "the share could not be added");
   }
@@ -92,11 +88,12 @@ ExitCode del() {
   const bool kept = folderIsKept();
   const char* const path = share->path.c_str();
   if (!kept) {
-    if (const ExitCode fault = checkPath(share->path); fault != DONE) return fault;
+    if (const ExitCode fault = checkPath(Field::removedFolder, share->path); fault != DONE) return fault;
   }
   tell(kept ? "the share %s goes; its folder %s stays" : "the share %s goes, and its folder %s with all that is in it",
        share->name.c_str(), path);
   if (!isConfirmed(arguments.yes)) return complain(REFUSED, "nothing was changed");
+  if (isOnlyShown("Nas1ShareDel", {arguments.name})) return DONE;
   if (Nas1ShareDel(arguments.name.c_str()) != 0) {
     return explainFailure(kShareFile, Use::change, "the share could not be deleted");
   }
@@ -112,13 +109,15 @@ ExitCode mod() {
   if (!share) return noSuchShare(arguments.name);
   // What stays as it is was checked when it was set.
   if (arguments.path) {
-    if (const ExitCode fault = checkNewPath(*arguments.path); fault != DONE) return fault;
+    if (const ExitCode fault = checkPath(Field::sharePath, *arguments.path); fault != DONE) return fault;
   }
   if (arguments.comment) {
     if (const ExitCode fault = checkComment(*arguments.comment); fault != DONE) return fault;
   }
   const std::string comment = arguments.comment.value_or(share->comment);
   const std::string path = arguments.path.value_or(share->path);
+  if (comment == share->comment && path == share->path) return unchanged();
+  if (isOnlyShown("Nas1ShareMod", {arguments.name, comment, path})) return DONE;
   if (Nas1ShareMod(arguments.name.c_str(), comment.c_str(), path.c_str()) != 0) {
     return explainFailure(kShareFile, Use::change, "the share could not be changed");
   }
@@ -131,8 +130,7 @@ ExitCode list() {
   if (const ExitCode fault = checkRecordFile(kShareFile, Use::read); fault != DONE) return fault;
   Listing listing = {"shares", {"name", "comment", "path"}, {}};
   for (const Share& share : allShares()) listing.rows.push_back({share.name, share.comment, share.path});
-  printListing(arguments.output, listing);
-  return DONE;
+  return printListing(arguments.output, listing);
 }
 
 bool readPassword(const std::string& name, int which, std::string& password) {
@@ -152,14 +150,13 @@ ExitCode show() {
                     readPassword(share->name, READ_WRITE_PASSWORD, readWrite) &&
                     NasShareGetConfig(share->name.c_str(), "is_home", sizeof isHome, &isHome, nullptr) == 0;
   if (!read) return explainFailure(kShareFile, Use::read, "the settings of the share could not be read");
-  printObject(arguments.output, "share",
-              {{"name", share->name},
-               {"comment", share->comment},
-               {"path", share->path},
-               {"home", isHome != 0},
-               {"read_only_password", secretCell(arguments.output, readOnly)},
-               {"read_write_password", secretCell(arguments.output, readWrite)}});
-  return DONE;
+  return printObject(arguments.output, "share",
+                     {{"name", share->name},
+                      {"comment", share->comment},
+                      {"path", share->path},
+                      {"home", isHome != 0},
+                      {"read_only_password", secretCell(arguments.output, readOnly)},
+                      {"read_write_password", secretCell(arguments.output, readWrite)}});
 }
 
 ExitCode passwd() {
@@ -169,9 +166,12 @@ ExitCode passwd() {
   std::string password;
   const char* const what = arguments.readWrite ? "read-write password" : "read-only password";
   if (const ExitCode fault = readSecret(what, arguments.file, kPasswordLength, password); fault != DONE) return fault;
-  if (const ExitCode fault = checkSafe(Target::freeText, what, password, arguments.allowUnsafe); fault != DONE)
+  if (const ExitCode fault = checkSafe(Field::freeText, what, password, arguments.allowUnsafe); fault != DONE)
     return fault;
   const int which = arguments.readWrite ? READ_WRITE_PASSWORD : READ_ONLY_PASSWORD;
+  std::string present;
+  if (readPassword(arguments.name, which, present) && present == password) return unchanged();
+  if (isOnlyShown("Nas1ShareSetPassword", {arguments.name, which, maskedArgument()})) return DONE;
   if (Nas1ShareSetPassword(arguments.name.c_str(), which, password.c_str()) != 0) {
     return explainFailure(kShareFile, Use::change, "the password could not be set");
   }
@@ -193,23 +193,27 @@ void addUnsafeOption(CLI::App& verb) {
 }  // namespace
 
 void registerShare(CLI::App& noun, ExitCode& result) {
+  arguments = {};
   CLI::App* const addShare = addVerb(noun, result, "add", "Add a share and make its folder", add);
   addNameArgument(*addShare);
   addShare->add_option("PATH", arguments.path, "Its folder")->required();
   addShare->add_option("--comment", arguments.comment, "What it is for");
   addUnsafeOption(*addShare);
+  addDryRunOption(*addShare);
 
   CLI::App* const delShare =
       addVerb(noun, result, "del", "Delete a share and, unless RESERVE_SHARE_PATH is 1, its folder", del);
   addNameArgument(*delShare);
   delShare->add_flag("--yes", arguments.yes, "Do not ask");
   delShare->add_flag("--allow-unsafe", arguments.allowUnsafe, "Remove the folder wherever it is");
+  addDryRunOption(*delShare);
 
   CLI::App* const modShare = addVerb(noun, result, "mod", "Change a share's comment or folder", mod);
   addNameArgument(*modShare);
   modShare->add_option("--comment", arguments.comment, "New comment");
   modShare->add_option("--path", arguments.path, "New folder; the old one stays as it is");
   addUnsafeOption(*modShare);
+  addDryRunOption(*modShare);
 
   addOutputOptions(*addVerb(noun, result, "list", "Print all shares", list), arguments.output);
 
@@ -225,4 +229,5 @@ void registerShare(CLI::App& noun, ExitCode& result) {
   passwdShare->add_flag("--read-write", arguments.readWrite, "The password for reading and writing");
   passwdShare->add_option("--file", arguments.file, "File whose first line is the password");
   addUnsafeOption(*passwdShare);
+  addDryRunOption(*passwdShare);
 }

@@ -10,11 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "calls.h"
 #include "nouns.h"
 #include "output.h"
 #include "record_files.h"
+#include "safe_values.h"
 #include "suggest.h"
-#include "values.h"
 #include "volumes.h"
 
 namespace {
@@ -53,32 +54,30 @@ ExitCode get() {
   if (const ExitCode fault = checkRecordFile(kSystemFile, Use::read); fault != DONE) return fault;
   const Record record = readRecord();
   const auto word = [&](std::size_t i) { return static_cast<long long>(record[i]); };
-  printObject(arguments.output, "snapshot",
-              {{"volume", arguments.volume},
-               {"reserved", word(0)},
-               {"schedule_1", word(1)},
-               {"schedule_2", word(2)},
-               {"schedule_3", word(3)},
-               {"schedule_4", word(4)}});
-  return DONE;
+  return printObject(arguments.output, "snapshot",
+                     {{"volume", arguments.volume},
+                      {"reserved", word(0)},
+                      {"schedule_1", word(1)},
+                      {"schedule_2", word(2)},
+                      {"schedule_3", word(3)},
+                      {"schedule_4", word(4)}});
 }
 
 ExitCode set() {
   if (!arguments.reserved && arguments.schedule.empty())
     return complain(USAGE, "nothing to change: give --reserved, --schedule or both");
   if (const ExitCode fault = checkVolume(); fault != DONE) return fault;
-  if (const ExitCode fault = checkSafe(Target::setting, "volume", arguments.volume, arguments.allowUnsafe);
-      fault != DONE)
+  if (const ExitCode fault = checkSafe(Field::volume, "volume", arguments.volume, arguments.allowUnsafe); fault != DONE)
     return fault;
   if (const ExitCode fault = checkRecordFile(kSystemFile, Use::change); fault != DONE) return fault;
   const Record present = readRecord();
   Record wanted = present;
   if (arguments.reserved) wanted[0] = *arguments.reserved;
   std::copy(arguments.schedule.begin(), arguments.schedule.end(), wanted.begin() + 1);
-  if (wanted == present) {
-    tell("unchanged");
-    return DONE;
-  }
+  if (wanted == present) return unchanged();
+  std::string words;
+  for (const std::uint32_t word : wanted) words += (words.empty() ? "" : ", ") + std::to_string(word);
+  if (isOnlyShown("Nas1SetSnapshotConfig", {arguments.volume, describedArgument(words)})) return DONE;
   const int result = Nas1SetSnapshotConfig(arguments.volume.c_str(), wanted.data());
   if (result == 0 && readRecord() == wanted) return DONE;
   return explainFailure(kSystemFile, Use::change, "the record of the volume could not be stored");
@@ -87,6 +86,7 @@ ExitCode set() {
 }  // namespace
 
 void registerSnapshot(CLI::App& noun, ExitCode& result) {
+  arguments = {};
   CLI::App* const getVerb = noun.add_subcommand("get", "Print the snapshot settings of a volume");
   getVerb->add_option("VOLUME", arguments.volume, "Name of the volume")->required();
   addOutputOptions(*getVerb, arguments.output);
@@ -97,5 +97,6 @@ void registerSnapshot(CLI::App& noun, ExitCode& result) {
   setVerb->add_option("--reserved", arguments.reserved, "Reserved snapshot space");
   setVerb->add_option("--schedule", arguments.schedule, "The four numbers of the scheduler")->expected(kScheduleWords);
   setVerb->add_flag("--allow-unsafe", arguments.allowUnsafe, "Hand a name on that a shell may misread");
+  addDryRunOption(*setVerb);
   setVerb->callback([&result] { result = set(); });
 }

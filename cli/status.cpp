@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "calls.h"
 #include "confirm.h"
 #include "deferred_mails.h"
 #include "events.h"
@@ -75,13 +76,13 @@ ExitCode show() {
     const std::size_t message = std::min(kTimeLength + 1, line.size());
     listing.rows.push_back({"log", line.substr(0, at), line.substr(message)});
   }
-  printListing(output, listing);
-  return DONE;
+  return printListing(output, listing);
 }
 
 ExitCode shutDown() {
   tell("the appliance goes down now");
   if (!isConfirmed(yes)) return complain(REFUSED, "it stays up");
+  if (isOnlyShown("Nas1Shutdown", {})) return DONE;
   if (Nas1Shutdown() < 0) return complain(LIBRARY_FAILED, "the driver behind /dev/nas1 did not take the request");
   return DONE;
 }
@@ -89,11 +90,14 @@ ExitCode shutDown() {
 }  // namespace
 
 void registerStatus(CLI::App& noun, ExitCode& result) {
+  output = {};
   addOutputOptions(noun, output);
   noun.callback([&result] { result = show(); });
 }
 
 void registerShutdown(CLI::App& noun, ExitCode& result) {
+  yes = false;
   noun.add_flag("--yes", yes, "Do not ask");
+  addDryRunOption(noun);
   noun.callback([&result] { result = shutDown(); });
 }

@@ -10,12 +10,13 @@
 #include <vector>
 
 #include "accounts.h"
+#include "calls.h"
 #include "confirm.h"
 #include "nouns.h"
 #include "output.h"
 #include "record_files.h"
+#include "safe_values.h"
 #include "secret.h"
-#include "values.h"
 
 namespace {
 
@@ -40,6 +41,12 @@ std::string recordField(const std::string& name, const char* type) {
   return NasGetUserConfig(name.c_str(), type, sizeof text, text, nullptr) == 0 ? text : "";
 }
 
+// Accounts that a protocol has made known have none.
+bool hasRecord(const std::string& name) {
+  char text[NAS_NAME_SIZE];
+  return NasGetUserConfig(name.c_str(), "passwd", sizeof text, text, nullptr) == 0;
+}
+
 int numberOf(const char* key) {
   int number = 0;
   return NasGetConfig(key, sizeof number, &number, nullptr) == 0 ? number : 0;
@@ -54,7 +61,7 @@ ExitCode findNamed(int& source, UserItem& user) {
 ExitCode askPassword(std::string& password) {
   if (arguments.withoutPassword) return DONE;
   const ExitCode fault = readSecret("password", arguments.file, kPasswordLength, password);
-  return fault != DONE ? fault : checkSafe(Target::freeText, "password", password, arguments.allowUnsafe);
+  return fault != DONE ? fault : checkSafe(Field::freeText, "password", password, arguments.allowUnsafe);
 }
 
 // Looks whether the files that hold a user of a source can be changed.
@@ -94,6 +101,7 @@ ExitCode add() {
   if (source == PROTO_SYSTEM) {
     if (const ExitCode fault = askPassword(password); fault != DONE) return fault;
   }
+  if (isOnlyShown("Nas1AddUser", {source, arguments.name, maskedArgument()})) return DONE;
   const int result = Nas1AddUser(source, arguments.name.data(), password.c_str());
   if (result < 0) return explainAddition(source, result);
   char homes[2] = {};
@@ -123,6 +131,7 @@ ExitCode del() {
   if (const ExitCode fault = checkUserFiles(source); fault != DONE) return fault;
   announce(source == PROTO_SYSTEM ? recordField(arguments.name, "home") : "");
   if (!isConfirmed(arguments.yes)) return complain(REFUSED, "nothing was changed");
+  if (isOnlyShown("Nas1DelUser", {source, arguments.name})) return DONE;
   if (Nas1DelUser(source, arguments.name.data()) != 0)
     return explainFailure(kUserFile, Use::change, "the user could not be deleted");
   return DONE;
@@ -138,8 +147,7 @@ ExitCode list() {
     listing.rows.push_back({nameOf(user), sourceName(user.source), static_cast<long long>(user.uid),
                             groupName(groups, user.groups[0]), static_cast<long long>(user.quota)});
   }
-  printListing(arguments.output, listing);
-  return DONE;
+  return printListing(arguments.output, listing);
 }
 
 ExitCode show() {
@@ -149,15 +157,15 @@ ExitCode show() {
   if (const ExitCode fault = findNamed(source, user); fault != DONE) return fault;
   if (const ExitCode fault = readGroups(groups); fault != DONE) return fault;
   const bool local = source == PROTO_SYSTEM;
-  printObject(arguments.output, "user",
-              {{"name", nameOf(user)},
-               {"source", sourceName(user.source)},
-               {"uid", static_cast<long long>(user.uid)},
-               {"primary_group", groupName(groups, user.groups[0])},
-               {"quota_mb", static_cast<long long>(user.quota)},
-               {"home_share", local ? Cell(recordField(arguments.name, "home")) : Cell()},
-               {"password", local ? secretCell(arguments.output, recordField(arguments.name, "passwd")) : Cell()}});
-  return DONE;
+  return printObject(
+      arguments.output, "user",
+      {{"name", nameOf(user)},
+       {"source", sourceName(user.source)},
+       {"uid", static_cast<long long>(user.uid)},
+       {"primary_group", groupName(groups, user.groups[0])},
+       {"quota_mb", static_cast<long long>(user.quota)},
+       {"home_share", local ? Cell(recordField(arguments.name, "home")) : Cell()},
+       {"password", local ? secretCell(arguments.output, recordField(arguments.name, "passwd")) : Cell()}});
 }
 
 ExitCode passwd() {
@@ -166,6 +174,8 @@ ExitCode passwd() {
   if (const ExitCode fault = findNamed(source, user); fault != DONE) return fault;
   std::string password;
   if (const ExitCode fault = askPassword(password); fault != DONE) return fault;
+  if (hasRecord(arguments.name) && recordField(arguments.name, "passwd") == password) return unchanged();
+  if (isOnlyShown("Nas1SetUserPasswd", {source, arguments.name, maskedArgument()})) return DONE;
   if (Nas1SetUserPasswd(source, arguments.name.data(), password.c_str()) != 0)
     return explainFailure(kPasswordFile, Use::change, "the password could not be set");
   return DONE;
@@ -182,14 +192,13 @@ ExitCode showQuota(const UserItem& user) {
   Listing listing = {"quotas", {"volume", "soft_mb", "used_mb", "hard_mb"}, {}};
   for (const VolumeInfo& volume : volumes) {
     const std::string device = fieldText(volume.device, sizeof volume.device);
-    if (const ExitCode fault = checkSafe(Target::setting, "device of a volume", device, false); fault != DONE)
+    if (const ExitCode fault = checkSafe(Field::volumeDevice, "device of a volume", device, false); fault != DONE)
       return fault;
     auto& row = listing.rows.emplace_back(std::vector<Cell>{fieldText(volume.mount, sizeof volume.mount)});
     for (const int which : {SOFT_LIMIT, IN_USE, HARD_LIMIT})
       row.emplace_back(static_cast<long long>(Nas1GetQuota(0, static_cast<int>(user.uid), device.c_str(), which)));
   }
-  printListing(arguments.output, listing);
-  return DONE;
+  return printListing(arguments.output, listing);
 }
 
 ExitCode quota() {
@@ -198,7 +207,10 @@ ExitCode quota() {
   if (const ExitCode fault = findNamed(source, user); fault != DONE) return fault;
   if (!arguments.megabytes) return showQuota(user);
   if (const ExitCode fault = checkQuota(*arguments.megabytes); fault != DONE) return fault;
-  user.quota = static_cast<std::uint32_t>(*arguments.megabytes);
+  const auto megabytes = static_cast<std::uint32_t>(*arguments.megabytes);
+  if (user.quota == megabytes) return unchanged();
+  user.quota = megabytes;
+  if (isOnlyShown("Nas1SetUserItem", {describedArgument(describe(user))})) return DONE;
   if (Nas1SetUserItem(&user) != 0) return explainFailure(kUserFile, Use::change, "the quota could not be set");
   return DONE;
 }
@@ -214,8 +226,7 @@ ExitCode groups() {
     if (user.groups[slot] == 0) continue;
     listing.rows.push_back({groupName(known, user.groups[slot]), static_cast<long long>(user.groups[slot]), slot == 0});
   }
-  printListing(arguments.output, listing);
-  return DONE;
+  return printListing(arguments.output, listing);
 }
 
 CLI::App* addVerb(CLI::App& noun, ExitCode& result, const char* name, const char* about, ExitCode (*run)()) {
@@ -234,17 +245,20 @@ CLI::App* addUserVerb(CLI::App& noun, ExitCode& result, const char* name, const 
 }  // namespace
 
 void registerUser(CLI::App& noun, ExitCode& result) {
+  arguments = {};
   CLI::App* const addOne =
       addUserVerb(noun, result, "add", "Add a user and, where AUTO_HOME begins with 1, its home share", add);
   addSourceOption(*addOne, arguments.source);
   addOne->add_option("--file", arguments.file, "File whose first line is the password");
   addOne->add_flag("--no-password", arguments.withoutPassword, "Do not ask for a password");
   addOne->add_flag("--allow-unsafe", arguments.allowUnsafe, "Hand a value on that a shell or daemon may misread");
+  addDryRunOption(*addOne);
 
   CLI::App* const delOne = addUserVerb(
       noun, result, "del", "Delete a user, its permissions and, unless RESERVE_HOME is set, its home share", del);
   addSourceOption(*delOne, arguments.source);
   delOne->add_flag("--yes", arguments.yes, "Do not ask");
+  addDryRunOption(*delOne);
 
   addOutputOptions(*addVerb(noun, result, "list", "Print all users", list), arguments.output);
 
@@ -257,11 +271,13 @@ void registerUser(CLI::App& noun, ExitCode& result) {
       addUserVerb(noun, result, "passwd", "Set a local user's password: typed, piped in or from --file", passwd);
   passwdOne->add_option("--file", arguments.file, "File whose first line is the password");
   passwdOne->add_flag("--allow-unsafe", arguments.allowUnsafe, "Hand a value on that a program may misread");
+  addDryRunOption(*passwdOne);
 
   CLI::App* const quotaOne = addUserVerb(
       noun, result, "quota", "Set a user's quota on every volume, or print what the system reports of it", quota);
   quotaOne->add_option("MEGABYTES", arguments.megabytes, "The new quota; 0 for none");
   addSourceOption(*quotaOne, arguments.source);
+  addDryRunOption(*quotaOne);
   addOutputOptions(*quotaOne, arguments.output);
 
   CLI::App* const groupsOne = addUserVerb(noun, result, "groups", "Print the groups that a user is in", groups);

@@ -21,7 +21,7 @@ ExitCode list() {
     listing.rows.push_back({fieldText(volume.name, sizeof volume.name), fieldText(volume.device, sizeof volume.device),
                             fieldText(volume.mount, sizeof volume.mount), static_cast<long long>(volume.snapshot[0])});
   }
-  printListing(output, listing);
+  if (const ExitCode fault = printListing(output, listing); fault != DONE) return fault;
   const int listed = static_cast<int>(listing.rows.size());
   if (listed < lines) {
     tell("the volume table has %d lines, but line %d names no device and mount point, and no line behind it counts",
@@ -43,6 +43,7 @@ std::vector<VolumeInfo> allVolumes(int* lines) {
 }
 
 void registerVolume(CLI::App& noun, ExitCode& result) {
+  output = {};
   CLI::App* const verb = noun.add_subcommand("list", "Print all volumes");
   addOutputOptions(*verb, output);
   verb->callback([&result] { result = list(); });

@@ -1,0 +1,98 @@
+#include "command_line.h"
+
+#include <nas1api.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+
+#include "nouns.h"
+#include "suggest.h"
+
+namespace {
+
+void printOverview(std::FILE* stream) {
+  (void)std::fputs("nas1 manages this network-attached storage appliance.\nUsage: nas1 NOUN VERB [ARGUMENT...]\n\n",
+                   stream);
+  for (const Noun& noun : nouns()) (void)std::fprintf(stream, "  %-8s %s\n", noun.name, noun.about);
+  (void)std::fputs("\nnas1 NOUN --help lists the verbs of a noun.\n\nExit codes:\n", stream);
+  for (int code = 0; code < EXIT_CODE_COUNT; ++code) (void)std::fprintf(stream, "  %d  %s\n", code, exitMeanings[code]);
+}
+
+ExitCode printVersion() {
+  int major = 0;
+  int minor = 0;
+  (void)Nas1ApiVersion(&major, &minor);
+  (void)std::printf("nas1, API version %d.%d\n", major, minor);
+  return DONE;
+}
+
+std::vector<std::string> nounNames() {
+  std::vector<std::string> names;
+  for (const Noun& noun : nouns()) names.emplace_back(noun.name);
+  return names;
+}
+
+std::vector<std::string> verbNames(const CLI::App& noun) {
+  std::vector<std::string> names;
+  for (const CLI::App* const verb : noun.get_subcommands({})) names.push_back(verb->get_name());
+  return names;
+}
+
+// Why a command line was not understood, beyond what the parser says.
+std::string advice(const CLI::App& noun, const CLI::ParseError& error, const std::vector<std::string>& words) {
+  const auto given = [&](const char* option) { return std::find(words.begin(), words.end(), option) != words.end(); };
+  const bool extra = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
+  if (extra && (given("--json") || given("--plain")))
+    return "; this verb prints no data, so it has no --json or --plain";
+  const auto chosen = noun.get_subcommands();
+  return "; nas1 " + noun.get_name() + (chosen.empty() ? "" : " " + chosen[0]->get_name()) + " --help shows its use";
+}
+
+ExitCode runNoun(const Noun& noun, std::vector<std::string> words) {
+  ExitCode result = DONE;
+  CLI::App app(noun.about, noun.name);
+  noun.registerVerbs(app, result);
+  app.footer("nas1 --help explains the exit codes.");
+
+  const std::vector<std::string> verbs = verbNames(app);
+  if (!verbs.empty() && words.empty()) {
+    (void)std::fputs(app.help("nas1").c_str(), stderr);
+    return USAGE;
+  }
+  const bool isVerb =
+      verbs.empty() || words[0][0] == '-' || std::find(verbs.begin(), verbs.end(), words[0]) != verbs.end();
+  if (!isVerb) {
+    return complain(USAGE, "%s has no verb %s%s; nas1 %s --help lists its verbs", noun.name, words[0].c_str(),
+                    suggestion(words[0], verbs).c_str(), noun.name);
+  }
+  try {
+    std::vector<std::string> reversed(words.rbegin(), words.rend());
+    app.parse(reversed);
+  } catch (const CLI::CallForHelp&) {
+    (void)std::fputs(app.help("nas1").c_str(), stdout);
+  } catch (const CLI::ParseError& error) {
+    return complain(USAGE, "%s%s", error.what(), advice(app, error, words).c_str());
+  }
+  return result;
+}
+
+}  // namespace
+
+ExitCode runCommandLine(const std::vector<std::string>& words) {
+  if (words.empty()) {
+    printOverview(stderr);
+    return USAGE;
+  }
+  if (words[0] == "--help" || words[0] == "-h") {
+    printOverview(stdout);
+    return DONE;
+  }
+  if (words[0] == "--version") return printVersion();
+  const Noun* const noun = findNoun(words[0]);
+  if (noun == nullptr) {
+    return complain(USAGE, "there is no noun %s%s; nas1 --help lists them", words[0].c_str(),
+                    suggestion(words[0], nounNames()).c_str());
+  }
+  return runNoun(*noun, {words.begin() + 1, words.end()});
+}

@@ -1,0 +1,204 @@
+#include "safe_values.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <string_view>
+
+namespace {
+
+// ---- Readers: who a value is handed to, and what each of them would misread
+
+enum Reader : unsigned {
+  SHELL = 1U << 0,          // a word that scripts use
+  SHELL_WORD = 1U << 1,     // a word of a command, without quotes around it
+  SHELL_QUOTED = 1U << 2,   // within double quotes, as it is
+  SHELL_ESCAPED = 1U << 3,  // within double quotes, escaped, but for the dollar sign
+  SAMBA_NAME = 1U << 4,
+  SAMBA_VALUE = 1U << 5,
+  SAMBA_PATH = 1U << 6,
+  VOLUME_LIST = 1U << 7,
+  EXPORT_PATH = 1U << 8,
+  EXPORT_HOST = 1U << 9,
+  DAEMON_WORD = 1U << 10,  // a word of a daemon's file
+  MAIL_HEADER = 1U << 11,
+  FOLDER = 1U << 12,
+};
+
+// Each returns what is wrong with a value, to stand behind "the NAME", or null.
+
+const char* blanksFault(const std::string& value) {
+  if (value.starts_with(' ') || value.ends_with(' ')) return "begins or ends with a blank";
+  return value.find("  ") == std::string::npos ? nullptr : "holds two blanks in a row";
+}
+
+const char* sambaNameFault(const std::string& name) {
+  for (const char* const own : {"global", "homes", "printers", "print$", "IPC$", "ADMIN$"}) {
+    if (strcasecmp(own, name.c_str()) == 0) return "is a name with a meaning of its own";
+  }
+  return blanksFault(name);
+}
+
+const char* sambaValueFault(const std::string& value) {
+  return value.ends_with('\\') ? "ends with \\ and so goes on in the next line" : blanksFault(value);
+}
+
+// A backslash and the number of a character spell that character.
+const char* exportPathFault(const std::string& path) {
+  for (std::size_t at = path.find('\\'); at != std::string::npos; at = path.find('\\', at + 1)) {
+    if (std::min(path.find_first_not_of("01234567", at + 1), path.size()) - at > 3) return "holds \\ and three digits";
+  }
+  return path.ends_with('\\') ? "ends with \\ and so goes on in the next line" : nullptr;
+}
+
+const char* dashFault(const std::string& value) { return value.starts_with('-') ? "begins with -" : nullptr; }
+
+const char* folderFault(const std::string& path) {
+  if (("/" + path + "/").find("/../") != std::string::npos) return "leads upwards with \"..\"";
+  // Deleting a share removes its folder: the root and what stands directly below it belong to the system.
+  const std::size_t first = path.find_first_not_of('/');
+  const std::size_t slash = first == std::string::npos ? first : path.find('/', first);
+  const bool direct = slash == std::string::npos || path.find_first_not_of('/', slash) == std::string::npos;
+  return direct ? "is a folder of the system, not one on a volume" : nullptr;
+}
+
+struct ReaderRule {
+  Reader reader;
+  const char* refused;                       // characters
+  const char* (*fault)(const std::string&);  // what else it refuses; null for nothing
+  const char* name;                          // null: the fault says it all
+};
+
+// clang-format off
+constexpr ReaderRule readerRules[] = {
+    {SHELL,         "$`\"';|&<>()\\",                nullptr,         "a shell"},
+    {SHELL_WORD,    " $`\"';|&<>()\\*?[]{}~!#",      dashFault,       "a shell"},
+    {SHELL_QUOTED,  "$`\"\\",                        nullptr,         "a shell"},
+    {SHELL_ESCAPED, "$",                             nullptr,         "the shell that makes and removes folders"},
+    {SAMBA_NAME,    "[]%/\\\"$`",                    sambaNameFault,  "Samba's share list"},
+    {SAMBA_VALUE,   "%",                             sambaValueFault, "Samba's share list"},
+    {SAMBA_PATH,    "%\"",                           sambaValueFault, "Samba's share list"},
+    {VOLUME_LIST,   "\"",                            nullptr,         "AppleTalk's volume list"},
+    {EXPORT_PATH,   " (\"",                          exportPathFault, "the NFS server's export list"},
+    {EXPORT_HOST,   " ()\"#\\",                      dashFault,       "the NFS server's export list"},
+    {DAEMON_WORD,   " #\"'\\",                       nullptr,         "a daemon's file"},
+    {MAIL_HEADER,   "\"<>\\",                        nullptr,         "the head of a mail"},
+    {FOLDER,        "",                              folderFault,     nullptr},
+};
+// clang-format on
+
+// ---- Fields and their readers; none reads control characters right
+
+// clang-format off
+constexpr struct { Field field; unsigned readers; } fields[] = {
+    {Field::shareName,     SAMBA_NAME | VOLUME_LIST},
+    {Field::shareComment,  SAMBA_VALUE},
+    {Field::sharePath,     SHELL_ESCAPED | SAMBA_PATH | VOLUME_LIST | EXPORT_PATH | FOLDER},
+    {Field::exportedPath,  EXPORT_PATH},
+    {Field::removedFolder, SHELL_ESCAPED | FOLDER},
+    {Field::nfsHost,       EXPORT_HOST},
+    {Field::localAccount,  SAMBA_NAME | VOLUME_LIST},
+    {Field::remoteAccount, 0},
+    {Field::volume,        SHELL_WORD},
+    {Field::volumeDevice,  SHELL_WORD},
+    {Field::controller,    SHELL_QUOTED},
+    {Field::bindery,       SHELL_WORD},
+    {Field::freeText,      0},
+};
+
+// Settings that are not listed are words that scripts use.
+constexpr struct { std::string_view key; unsigned readers; } settings[] = {
+    {"ADMIN_EMAIL",                SHELL_QUOTED | MAIL_HEADER},
+    {"ADMIN_EMAIL_2",              SHELL_QUOTED | MAIL_HEADER},
+    {"ADMIN_PASSWORD",             0},
+    {"ADS_ADMIN_PASSWORD",         0},
+    {"CIFS_PDC_NAME",              SHELL_QUOTED},
+    {"CIFS_SERVER_COMMENT",        0},
+    {"CIFS_SERVER_NAME",           SHELL | MAIL_HEADER},
+    {"DEFAULT_SHARE_RO_PASSWD",    0},
+    {"DEFAULT_SHARE_RW_PASSWD",    0},
+    {"IP_DNS",                     DAEMON_WORD},
+    {"NCP_BINDERY_ADMIN_PASSWORD", 0},
+    {"NCP_BINDERY_SERVER_NAME",    SHELL_WORD},
+    {"NFS_DOMAIN_NAME",            SHELL_WORD | DAEMON_WORD},
+    {"NFS_NIS_SERVER_NAME",        SHELL | DAEMON_WORD},
+    {"NTP_SERVER_1",               DAEMON_WORD},
+    {"NTP_SERVER_2",               DAEMON_WORD},
+    {"SENDER_ADDRESS",             MAIL_HEADER},
+    {"SNMP_CONTACT",               0},
+    {"SNMP_LOCATION",              0},
+    {"SNMP_RO_COMM",               DAEMON_WORD},
+    {"SNMP_RW_COMM",               DAEMON_WORD},
+    {"SNMP_TRAP_COMM1",            DAEMON_WORD},
+    {"SNMP_TRAP_COMM2",            DAEMON_WORD},
+    {"SNMP_TRAP_COMM3",            DAEMON_WORD},
+    {"SNMP_TRAP_COMM4",            DAEMON_WORD},
+    {"SNMP_TRAP_COMM5",            DAEMON_WORD},
+    {"SNMP_TRAP_COMM6",            DAEMON_WORD},
+    {"SNMP_TRAP_COMM7",            DAEMON_WORD},
+    {"SNMP_TRAP_MAN1",             DAEMON_WORD},
+    {"SNMP_TRAP_MAN2",             DAEMON_WORD},
+    {"SNMP_TRAP_MAN3",             DAEMON_WORD},
+    {"SNMP_TRAP_MAN4",             DAEMON_WORD},
+    {"SNMP_TRAP_MAN5",             DAEMON_WORD},
+    {"SNMP_TRAP_MAN6",             DAEMON_WORD},
+    {"SNMP_TRAP_MAN7",             DAEMON_WORD},
+    {"TIME_ZONE",                  SHELL_WORD},
+};
+// clang-format on
+
+constexpr bool fieldsAreInOrder() {
+  for (std::size_t i = 0; i < std::size(fields); ++i) {
+    if (fields[i].field != static_cast<Field>(i)) return false;
+  }
+  return std::size(fields) == static_cast<std::size_t>(Field::count);
+}
+static_assert(fieldsAreInOrder());
+
+unsigned readersOfSetting(std::string_view key) {
+  const auto* const found =
+      std::find_if(std::begin(settings), std::end(settings), [&](const auto& s) { return key == s.key; });
+  return found == std::end(settings) ? SHELL : found->readers;
+}
+
+// ---- Complaints
+
+constexpr char kAdvice[] = "choose another value, or give --allow-unsafe";
+
+bool isControl(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte < ' ' || byte == 0x7F;
+}
+
+ExitCode check(unsigned readers, const char* what, const std::string& value, bool allowUnsafe) {
+  if (allowUnsafe) return DONE;
+  const auto control = std::find_if(value.begin(), value.end(), isControl);
+  if (control != value.end())
+    return complain(UNSAFE_VALUE, "the %s holds the control character 0x%02X; %s", what, *control & 0xFF, kAdvice);
+  for (const ReaderRule& rule : readerRules) {
+    if ((readers & rule.reader) == 0) continue;
+    const std::size_t at = value.find_first_of(rule.refused);
+    if (at != std::string::npos) {
+      const char shown[] = {value[at], '\0'};
+      return complain(UNSAFE_VALUE, "the %s holds %s, which %s would misread; %s", what,
+                      value[at] == ' ' ? "a blank" : shown, rule.name, kAdvice);
+    }
+    const char* const fault = rule.fault == nullptr || value.empty() ? nullptr : rule.fault(value);
+    if (fault == nullptr) continue;
+    const std::string misread = rule.name == nullptr ? "" : std::string(", which ") + rule.name + " would misread";
+    return complain(UNSAFE_VALUE, "the %s %s%s; %s", what, fault, misread.c_str(), kAdvice);
+  }
+  return DONE;
+}
+
+}  // namespace
+
+ExitCode checkSafe(Field field, const char* what, const std::string& value, bool allowUnsafe) {
+  return check(fields[static_cast<std::size_t>(field)].readers, what, value, allowUnsafe);
+}
+
+ExitCode checkSafeSetting(const char* key, const std::string& value, bool allowUnsafe) {
+  return check(readersOfSetting(key), key, value, allowUnsafe);
+}
