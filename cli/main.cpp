@@ -9,8 +9,10 @@
 #include "command_line.h"
 #include "environment.h"
 #include "errors.h"
+#include "plan_copy.h"
 
 int main(int argc, char** argv) {
+  if (isShellOfCopy(argc, argv)) return runAsShellOfCopy(argv[2]);
   if (const ExitCode fault = fixEnvironment(); fault != DONE) return fault;
   const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
   if (!words.empty() && !words[0].starts_with('-')) useConfiguredTimeZone();

@@ -25,6 +25,7 @@ constexpr Noun table[] = {
     {"status",   "The appliance on one page",                              registerStatus},
     {"shutdown", "Shut the appliance down",                                registerShutdown},
     {"db",       "Record files: check, repair, compact, back up, restore", registerDb},
+    {"plan",     "Show what a command would change, and change nothing",   registerPlan},
     {"completion", "Print the completion of a shell: bash, zsh or fish",   registerCompletion},
 };
 // clang-format on

@@ -43,3 +43,4 @@ void registerStatus(CLI::App& noun, ExitCode& result);
 void registerShutdown(CLI::App& noun, ExitCode& result);
 void registerDb(CLI::App& noun, ExitCode& result);
 void registerCompletion(CLI::App& noun, ExitCode& result);
+void registerPlan(CLI::App& noun, ExitCode& result);
