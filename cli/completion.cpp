@@ -230,7 +230,8 @@ _nas1() {
   candidates=("${(@)candidates:#}")
   if (( $#candidates )); then compadd -a candidates; else _files; fi
 }
-compdef _nas1 nas1
+# Loaded as a function on its first use it does that function's work; read in, it registers it.
+if [[ $funcstack[1] == _nas1 ]]; then _nas1 "$@"; else compdef _nas1 nas1; fi
 )";
 
 constexpr char kFish[] = R"(# fish completion for nas1
