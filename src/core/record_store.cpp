@@ -98,7 +98,11 @@ RecordFile::RecordFile(const char* path, Access access)
 }
 
 void RecordFile::close() {
-  if (handle != nullptr) (void)gdbm_close(handle);
+  if (handle == nullptr) return;
+  // GDBM has written everything by now and only sees that it reaches the disk, which may take longer than others are
+  // ready to wait for the lock.
+  (void)flock(gdbm_fdesc(handle), LOCK_UN);
+  (void)gdbm_close(handle);
   handle = nullptr;
 }
 

@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "api/nas1api.h"
 #include "core/record_store.h"
 #include "frame/appliance.h"
 
@@ -40,9 +41,11 @@ bool opens(int mode, const char* path = kFile) {
 int tries = 0;              // since a test set it to 0
 int replacements = 0;       // how many of the next tries find the file replaced by another process meanwhile
 bool folderLocked = false;  // whether the last try was made with the folder locked
+bool closedLocked = false;  // whether the settings were locked when GDBM last came to close a file
+std::optional<std::string> closedContent;  // what they held then
 
-bool isLocked(const char* folder) {
-  const int fd = open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+bool isLocked(const char* path) {
+  const int fd = open(path, O_RDONLY | O_CLOEXEC);
   const bool locked = flock(fd, LOCK_EX | LOCK_NB) != 0;
   (void)close(fd);
   return locked;
@@ -125,6 +128,12 @@ extern "C" GDBM_FILE gdbm_open(const char* path, int blockSize, int flags, int m
     std::filesystem::rename("/etc/admin/new", path);
   }
   return handle;
+}
+
+extern "C" int gdbm_close(GDBM_FILE handle) {
+  closedLocked = isLocked(kSystemFile);
+  closedContent = readFile(kSystemFile);
+  return reinterpret_cast<decltype(&gdbm_close)>(dlsym(RTLD_NEXT, "gdbm_close"))(handle);
 }
 
 TEST_F(RecordStore, AReadersFirstTouchCreatesTheFile) {
@@ -223,4 +232,12 @@ TEST_F(RecordStore, AFileThatWasReplacedMeanwhileIsOpenedAgain) {
   EXPECT_EQ(200, tries);
   replacements = 0;
   EXPECT_EQ(Lines{failureLine(kFile)}, systemLog());
+}
+
+TEST_F(RecordStore, NobodyWaitsForTheDisk) {
+  for (int i = 0; i < 200; ++i) {
+    ASSERT_EQ(0, Nas1SetProductConfig(std::to_string(i).c_str(), 6, "value"));
+    ASSERT_FALSE(closedLocked) << "GDBM awaits the disk when it closes a file";
+    ASSERT_EQ(closedContent, readFile(kSystemFile)) << "written without the lock";
+  }
 }
