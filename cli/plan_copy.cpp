@@ -44,6 +44,8 @@ struct FolderPart {
 const FolderPart folderParts[] = {
     {"/var/log", {"nas1log", "MailEvent", "RestoreEvent", "ups_fault", "shutdown.nas"}},
     {"/var/spool", {}},
+    // Samba's share list is written only where both of its daemons seem to run.
+    {"/var/lock/samba/locks", {"smbd.pid", "nmbd.pid"}},
 };
 
 // What stands directly below / and is no volume.
