@@ -26,6 +26,7 @@ constexpr Noun table[] = {
     {"shutdown", "Shut the appliance down",                                registerShutdown},
     {"db",       "Record files: check, repair, compact, back up, restore", registerDb},
     {"plan",     "Show what a command would change, and change nothing",   registerPlan},
+    {"verify",   "Compare files and daemons with the records; repair them", registerVerify},
     {"completion", "Print the completion of a shell: bash, zsh or fish",   registerCompletion},
 };
 // clang-format on

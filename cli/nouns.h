@@ -44,3 +44,4 @@ void registerShutdown(CLI::App& noun, ExitCode& result);
 void registerDb(CLI::App& noun, ExitCode& result);
 void registerCompletion(CLI::App& noun, ExitCode& result);
 void registerPlan(CLI::App& noun, ExitCode& result);
+void registerVerify(CLI::App& noun, ExitCode& result);
