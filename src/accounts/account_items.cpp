@@ -3,6 +3,7 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <optional>
 
 #include "accounts/identity.h"
 #include "core/command.h"
@@ -79,15 +80,11 @@ bool syncedAccount(int source) {
 }
 
 // A new account starts with the default quota; one that a directory synchronises gets none.
-void giveDefaultQuota(int kind, int source, const char* name) {
-  if (syncedAccount(source)) return;
-  const ItemLayout& layout = itemLayouts[kind];
+std::optional<std::uint32_t> defaultQuota(int kind, int source) {
   std::uint32_t quota = 0;
-  if (Nas1GetConfig(layout.quotaConfigId, sizeof quota, &quota, nullptr) < 0) return;
-  char item[sizeof(UserItem)] = {};
-  describe(layout, item, source, name);
-  setWord(item, layout.quota, quota);
-  (void)sysSetCommonItem(kind, item);
+  if (syncedAccount(source)) return std::nullopt;
+  if (Nas1GetConfig(itemLayouts[kind].quotaConfigId, sizeof quota, &quota, nullptr) < 0) return std::nullopt;
+  return quota;
 }
 
 // Stores a record under a new id. Returns the id, also when the store failed; kIdOverflow without one.
@@ -107,13 +104,17 @@ int storeWithNewId(int kind, const char* key, char* record, bool* stored) {
 
 // Makes an account with a new id. Returns 0; -1.
 int createItem(int kind, int source, const char* name) {
+  const ItemLayout& layout = itemLayouts[kind];
   char record[kLargestRecord] = {};
-  describe(itemLayouts[kind], record + kItemOffset, source, name);
+  describe(layout, record + kItemOffset, source, name);
+  // Known before the record is stored, which then is stored once.
+  const auto quota = defaultQuota(kind, source);
+  if (quota) setWord(record + kItemOffset, layout.quota, *quota);
   bool stored = false;
   const int id = storeWithNewId(kind, ItemKey(source, name).text, record, &stored);
   if (id != kIdOverflow) rememberId(static_cast<ItemKind>(kind), id);
   if (!stored) return -1;
-  giveDefaultQuota(kind, source, name);
+  if (quota) applyQuota(layout, static_cast<std::uint32_t>(id), *quota);
   return 0;
 }
 
@@ -150,16 +151,24 @@ char* itemIn(const ItemLayout& layout, char* record, std::size_t bytes) {
   return strnlen(item + layout.name, NAS_NAME_SIZE) < NAS_NAME_SIZE ? item : nullptr;
 }
 
+int findItem(int kind, int source, const char* name, void* out, int* outSize) {
+  if (refused(kind, source, name)) return -1;
+  return readItem(itemLayouts[kind], ItemKey(source, name).text, out, outSize) == Lookup::found ? 0 : -1;
+}
+
+// Makes an account that has just not been found, and copies its item. Returns 0; -1.
+static int makeItem(int kind, int source, const char* name, void* out, int* outSize) {
+  if (createItem(kind, source, name) < 0) return -1;
+  const Lookup made = readItem(itemLayouts[kind], ItemKey(source, name).text, out, outSize);
+  if (made == Lookup::absent) (void)nas1_log(0, 2, "%s:%d database error!", kUnit, __LINE__);
+  return made == Lookup::found ? 0 : -1;
+}
+
 extern "C" int sysGetCommonItem(int kind, int source, const char* name, void* out, int* outSize) {
   if (refused(kind, source, name) || out == nullptr || outSize == nullptr) return -1;
-  const ItemLayout& layout = itemLayouts[kind];
-  const ItemKey key(source, name);
-  const Lookup first = readItem(layout, key.text, out, outSize);
-  if (first == Lookup::found) return 0;
-  if (first != Lookup::absent || createItem(kind, source, name) < 0) return -1;
-  const Lookup second = readItem(layout, key.text, out, outSize);
-  if (second == Lookup::absent) (void)nas1_log(0, 2, "%s:%d database error!", kUnit, __LINE__);
-  return second == Lookup::found ? 0 : -1;
+  const Lookup known = readItem(itemLayouts[kind], ItemKey(source, name).text, out, outSize);
+  if (known == Lookup::found) return 0;
+  return known == Lookup::absent ? makeItem(kind, source, name, out, outSize) : -1;
 }
 
 extern "C" int sysCheckCommonItemNotExist(int kind, int source, const char* name) {
@@ -286,9 +295,10 @@ static void takeFromEveryUser(std::uint32_t gid) {
 }
 
 static int addCommonItem(int kind, int source, const char* name, void* out, int* outSize) {
-  if (refused(kind, source, name)) return -1;
-  const int check = sysCheckCommonItemNotExist(kind, source, name);
-  return check < 0 ? check : sysGetCommonItem(kind, source, name, out, outSize);
+  if (refused(kind, source, name) || out == nullptr || outSize == nullptr) return -1;
+  const Lookup known = readItem(itemLayouts[kind], ItemKey(source, name).text, out, outSize);
+  if (known == Lookup::noFile) return -2;
+  return known == Lookup::absent ? makeItem(kind, source, name, out, outSize) : -1;
 }
 
 extern "C" {
@@ -321,10 +331,7 @@ int sysDelGroupItem(int source, const char* name) {
   if (refused(KIND_GROUP, source, name)) return -1;
   GroupItem group = {};
   int size = 0;
-  if (sysCheckCommonItemNotExist(KIND_GROUP, source, name) < 0 && sysGetGroupItem(source, name, &group, &size) == 0 &&
-      group.gid != 0) {
-    takeFromEveryUser(group.gid);
-  }
+  if (findItem(KIND_GROUP, source, name, &group, &size) == 0 && group.gid != 0) takeFromEveryUser(group.gid);
   return sysDelCommonItem(KIND_GROUP, source, name);
 }
 }

@@ -50,6 +50,10 @@ inline std::uint32_t itemWord(const void* item, std::size_t offset) {
 // The item of a stored record; null when the record is cut, of another size, or its name has no NUL.
 char* itemIn(const ItemLayout& layout, char* record, std::size_t bytes);
 
+// Copies the item of an account to out and its size to outSize, and never makes one. Returns 0; -1 when there is none,
+// it is damaged, or its file cannot be opened.
+int findItem(int kind, int source, const char* name, void* out, int* outSize);
+
 // Fills what a remote account is known by; everything else of the item stays as it is.
 template <typename Item>
 void describeRemote(Item* item, int source, const char* name) {

@@ -79,7 +79,11 @@ bool load(ItemKind kind, const RecordFile* held, int* count) {
   // The walk comes before the lock, which holds others off for no more than 10 ms; the file stays open to the end, so
   // that nothing is stored between the walk and the lock.
   std::optional<RecordFile> opened;
-  if (held == nullptr) opened.emplace(itemLayouts[kind].file, Access::walk);
+  if (held == nullptr) {
+    opened.emplace(itemLayouts[kind].file, Access::walk);
+  } else {
+    mapFile(held->handle);
+  }
   const RecordFile& accounts = held != nullptr ? *held : *opened;
   if (accounts.handle == nullptr || !collect(kind, accounts, &found)) return false;
   *count = publish(kind, found);

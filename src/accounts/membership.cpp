@@ -32,13 +32,11 @@ struct ItemWriter {
   }
 };
 
-bool exists(ItemKind kind, int source, const char* name) { return sysCheckCommonItemNotExist(kind, source, name) < 0; }
-
 // Gets both items of accounts that exist.
 bool getBoth(int source, const char* user, const char* group, UserItem* userItem, GroupItem* groupItem) {
   int size = 0;
-  return exists(KIND_USER, source, user) && exists(KIND_GROUP, source, group) &&
-         sysGetUserItem(source, user, userItem, &size) == 0 && sysGetGroupItem(source, group, groupItem, &size) == 0;
+  return findItem(KIND_USER, source, user, userItem, &size) == 0 &&
+         findItem(KIND_GROUP, source, group, groupItem, &size) == 0;
 }
 
 bool isMember(const UserItem& user, std::uint32_t gid) {
@@ -92,7 +90,7 @@ bool forEachMember(const char* group, Visit visit) {
   if (group == nullptr) sysAssert(kUnit, __LINE__);
   GroupItem item = {};
   int size = 0;
-  if (!exists(KIND_GROUP, PROTO_SYSTEM, group) || sysGetGroupItem(PROTO_SYSTEM, group, &item, &size) < 0) return false;
+  if (findItem(KIND_GROUP, PROTO_SYSTEM, group, &item, &size) < 0) return false;
   const AllItems<UserItem> users(kUnit, __LINE__);
   for (const UserItem& user : users) {
     if (user.source == PROTO_SYSTEM && isMember(user, item.gid)) visit(user);
@@ -126,14 +124,11 @@ extern "C" int sysLeaveGroup(int source, const char* user, const char* group) {
 }
 
 extern "C" int sysSetPrimaryGroup(int source, const char* user, const char* group) {
-  if (!exists(KIND_USER, source, user)) return -1;
+  UserItem userItem;
   GroupItem groupItem = {};
   int size = 0;
-  if (group == nullptr || !exists(KIND_GROUP, source, group) || sysGetGroupItem(source, group, &groupItem, &size) < 0) {
-    groupItem.gid = 0;
-  }
-  UserItem userItem;
-  if (sysGetUserItem(source, user, &userItem, &size) < 0) return -1;
+  if (findItem(KIND_USER, source, user, &userItem, &size) < 0) return -1;
+  if (findItem(KIND_GROUP, source, group, &groupItem, &size) < 0) groupItem.gid = 0;
   if (groupItem.gid == 0) {
     // Kept: no such group means no group at all.
     std::fill(std::begin(userItem.groups), std::end(userItem.groups), 0U);

@@ -14,8 +14,8 @@ extern "C" int sysGetQuota(int /*unused*/, int id, const char* filesystem, int w
                       kReportColumns[which]);
   std::FILE* const report = popen(command, "re");
   if (report == nullptr) return 0;
-  long kilobytes = 0;
-  if (std::fscanf(report, "%ld", &kilobytes) != 1) kilobytes = 0;
+  long long kilobytes = 0;
+  if (std::fscanf(report, "%lld", &kilobytes) != 1) kilobytes = 0;
   (void)pclose(report);
-  return static_cast<int>(std::clamp<long>(kilobytes / 1024, INT_MIN, INT_MAX));
+  return static_cast<int>(std::clamp<long long>(kilobytes / 1024, INT_MIN, INT_MAX));
 }

@@ -18,8 +18,7 @@ static int getItem(int kind, int source, char* name, void* out, int* outSize) {
 // Kept: the name is not upper-cased, so a lower-case one finds nothing that the other entries made.
 static int checkItem(int kind, int source, const char* name, void* out, int* outSize) {
   if (badAccount(source, name) || out == nullptr || outSize == nullptr) return -1;
-  if (sysCheckCommonItemNotExist(kind, source, name) >= 0) return -1;
-  return sysGetCommonItem(kind, source, name, out, outSize);
+  return findItem(kind, source, name, out, outSize);
 }
 
 static int setItem(int kind, const void* item, std::uint32_t source) {

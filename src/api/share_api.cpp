@@ -10,13 +10,18 @@
 static constexpr char kUnit[] = "share_api.cpp";
 
 // A new share's password is the configured default; the word "name" stands for the share's own name.
-static void setDefaultPassword(const char* share, int which, const char* key) {
-  char password[NAS_NAME_SIZE] = {};
-  (void)NasGetConfig(key, sizeof password, password, nullptr);
-  password[sizeof password - 1] = '\0';
-  // A share without a default password is still a share.
-  (void)Nas1ShareSetPassword(share, which, std::strcmp(password, "name") == 0 ? share : password);
-}
+struct DefaultPassword {
+  char configured[NAS_NAME_SIZE] = {};
+  const char* text = configured;
+
+  DefaultPassword(const char* share, const char* key) {
+    (void)NasGetConfig(key, sizeof configured, configured, nullptr);
+    configured[sizeof configured - 1] = '\0';
+    if (std::strcmp(configured, "name") == 0) text = share;
+  }
+  DefaultPassword(const DefaultPassword&) = delete;
+  DefaultPassword& operator=(const DefaultPassword&) = delete;
+};
 
 static bool badShare(const char* name, const char* comment, const char* path) {
   return Nas1CheckLength(name, NAS_NAME_SIZE) != 0 || Nas1CheckLength(comment, NAS_COMMENT_SIZE) != 0 ||
@@ -30,8 +35,10 @@ extern "C" int Nas1ShareAdd(char* name, const char* comment, const char* path) {
   const char* const share = name;
   const int result = broadcast(protocolOps, &ProtocolOps::shareAdd, Stop::onShareBatch, share, comment, path);
   if (result < 0) return result;
-  setDefaultPassword(share, 0, "DEFAULT_SHARE_RO_PASSWD");
-  setDefaultPassword(share, 1, "DEFAULT_SHARE_RW_PASSWD");
+  const DefaultPassword readOnly(share, "DEFAULT_SHARE_RO_PASSWD");
+  const DefaultPassword readWrite(share, "DEFAULT_SHARE_RW_PASSWD");
+  // A share without its default passwords is still a share.
+  (void)storeFirstPasswords(share, readOnly.text, readWrite.text);
   return result;
 }
 

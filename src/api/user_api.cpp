@@ -9,9 +9,7 @@
 #include "api/nas1api.h"
 #include "api/protocol_ops.h"
 #include "core/memory.h"
-#include "share/share_walk.h"
-
-static constexpr char kUnit[] = "user_api.cpp";
+#include "share/permissions.h"
 
 // Characters that no share name of a home may have, and those that no path of one may.
 static constexpr char kShareNameTaboo[] = "~!@#$%^&*<>/:\"'()+|\\?=`[]";
@@ -111,9 +109,7 @@ extern "C" int Nas1AddUser(int source, char* name, const char* password) {
 
 // Takes a deleted account out of the permissions of every share, unless the caller does that for many at once.
 static void sweepPermissions(int source, const char* name) {
-  if (permissionDeleteBatch != 0) return;
-  forEachShare(AllShares(kUnit, __LINE__),
-               [&](const ShareInfo* share) { (void)Nas1DelPermittedItem(share->name, source, name); });
+  if (permissionDeleteBatch == 0) removeFromEveryShare(source, name);
 }
 
 static void deleteHomeShare(const char* share) {

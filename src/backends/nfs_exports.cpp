@@ -44,8 +44,9 @@ static void writeClient(std::FILE* file, const NfsHostEntry* entry) {
   (void)std::fputs(") ", file);
 }
 
-static int exportShare(std::FILE* file, const char* share, const char* path, const char* privilege) {
-  const NfsHostList hosts(kUnit, __LINE__, share);
+static int exportShare(std::FILE* file, const RecordFile& lists, const char* share, const char* path,
+                       const char* privilege) {
+  const NfsHostList hosts(kUnit, __LINE__, lists, share);
   if (hosts.result < 0 || hosts.count == 0 || hosts.bytes == 0) {
     if (privilege != nullptr) {
       (void)std::fprintf(file, "%s\t*(sync,%s,all_squash,anonuid=%d)\n", path, privilege, kAnonymousId);
@@ -72,18 +73,19 @@ extern "C" int Update_Export_Conf() {
     return -1;
   }
   if (!exports.startOver()) return -1;
-  // One opening of a record file for the privilege and one per share for its hosts. Holding the hosts' file open for
-  // the whole walk would save the latter, but with many shares keep writers waiting for longer than they try.
   const char* const privilege = defaultPrivilege();
+  LookupSeries lists(kShareNfsFile);
   forEachShare(shares, [&](const ShareInfo* share) {
-    (void)exportShare(exports.file, share->name, sharePath(share), privilege);
+    (void)exportShare(exports.file, lists.next(), share->name, sharePath(share), privilege);
   });
   return exports.finish() ? 0 : -1;
 }
 
 extern "C" int Process_Permitted_NFS(std::FILE* file, const char* share, const char* path) {
   if (file == nullptr || share == nullptr || share[0] == '\0' || path == nullptr) return -1;
-  return exportShare(file, share, path, defaultPrivilege());
+  const char* const privilege = defaultPrivilege();
+  const RecordFile lists(kShareNfsFile, Access::lookup);
+  return exportShare(file, lists, share, path, privilege);
 }
 
 extern "C" int SnapShareAppend() {

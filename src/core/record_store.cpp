@@ -14,6 +14,7 @@ constexpr int kTries = 200;
 constexpr useconds_t kPauseUs = 100;
 constexpr off_t kReorganiseBytes = 8 * 1024 * 1024;
 constexpr int kPermissions = 0665;
+constexpr int kLookupsPerOpening = 32;  // some 0.1 ms
 
 // GDBM looks at a new file's size before it has the file's lock, so two processes that create the same file could wipe
 // each other's first record. This lock on the file's directory keeps them apart while a missing or empty file is
@@ -43,9 +44,11 @@ bool missingOrEmpty(const char* path) {
   return stat(path, &status) != 0 || status.st_size == 0;
 }
 
+bool forChanges(int mode) { return (mode & GDBM_OPENMASK) == GDBM_WRCREAT; }
+
 GDBM_FILE tryOpen(const char* path, int blockSize, int mode, int permissions) {
   const int flags = mode | GDBM_CLOEXEC;
-  if (mode == GDBM_WRCREAT && missingOrEmpty(path)) {
+  if (forChanges(mode) && missingOrEmpty(path)) {
     const CreationLock lock(path);
     return gdbm_open(path, blockSize, flags, permissions, nullptr);
   }
@@ -59,12 +62,18 @@ bool stillAtPath(const struct stat& opened, const char* path) {
 }
 
 void reorganise(GDBM_FILE handle) {
+  mapFile(handle);
   (void)gdbm_reorganize(handle);
   // The handle now stands on the new file, which GDBM opened without the flag.
   (void)fcntl(gdbm_fdesc(handle), F_SETFD, FD_CLOEXEC);
 }
 
 }  // namespace
+
+void mapFile(GDBM_FILE handle) {
+  int on = 1;
+  (void)gdbm_setopt(handle, GDBM_SETMMAP, &on, sizeof on);
+}
 
 extern "C" GDBM_FILE openRecordset(const char* path, int blockSize, int mode, int permissions) {
   for (int attempts = 0; attempts < kTries; ++attempts) {
@@ -73,13 +82,13 @@ extern "C" GDBM_FILE openRecordset(const char* path, int blockSize, int mode, in
       struct stat status;
       const bool known = fstat(gdbm_fdesc(handle), &status) == 0;
       if (!known || stillAtPath(status, path)) {
-        if (mode == GDBM_WRCREAT && known && status.st_size >= kReorganiseBytes) reorganise(handle);
+        if (forChanges(mode) && known && status.st_size >= kReorganiseBytes) reorganise(handle);
         return handle;
       }
       (void)gdbm_close(handle);
     } else if (gdbm_errno == GDBM_FILE_OPEN_ERROR) {
       // Missing: a reader's first touch creates an empty file.
-      mode = GDBM_WRCREAT;
+      mode = GDBM_WRCREAT | (mode & GDBM_NOMMAP);
       continue;
     }
     (void)usleep(kPauseUs);
@@ -89,13 +98,23 @@ extern "C" GDBM_FILE openRecordset(const char* path, int blockSize, int mode, in
   return nullptr;
 }
 
-RecordFile::RecordFile(const char* path, Access access)
-    : handle(openRecordset(path, 0, access == Access::change ? GDBM_WRCREAT : GDBM_READER, kPermissions)) {
-  if (handle == nullptr || access != Access::lookup) return;
-  // Reading one record costs less than the page faults of a mapping.
-  int mapped = 0;
-  (void)gdbm_setopt(handle, GDBM_SETMMAP, &mapped, sizeof mapped);
+// One record costs less through plain reads and writes than through the page faults of a mapping, and a change that
+// meets a full disk then fails, where a mapping would end the process. Asked for at the open: switching the mapping off
+// later syncs the file once more.
+static int modeFor(Access access) {
+  switch (access) {
+    case Access::lookup:
+      return GDBM_READER | GDBM_NOMMAP;
+    case Access::walk:
+      return GDBM_READER;
+    case Access::change:
+      return GDBM_WRCREAT | GDBM_NOMMAP;
+  }
+  return GDBM_READER;
 }
+
+RecordFile::RecordFile(const char* path, Access access)
+    : handle(openRecordset(path, 0, modeFor(access), kPermissions)) {}
 
 void RecordFile::close() {
   if (handle == nullptr) return;
@@ -104,6 +123,16 @@ void RecordFile::close() {
   (void)flock(gdbm_fdesc(handle), LOCK_UN);
   (void)gdbm_close(handle);
   handle = nullptr;
+}
+
+const RecordFile& LookupSeries::next() {
+  if (!file || file->handle == nullptr || left == 0) {
+    file.reset();
+    file.emplace(path, Access::lookup);
+    left = kLookupsPerOpening;
+  }
+  --left;
+  return *file;
 }
 
 int RecordFile::store(const char* key, const void* value, std::size_t bytes, int how) const {

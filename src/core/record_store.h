@@ -6,6 +6,7 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <optional>
 #include <string_view>
 
 #include "core/memory.h"
@@ -28,12 +29,15 @@ extern "C" {
 // Opens a record file: up to 200 tries, 100 microseconds apart while another process holds its lock; a missing file is
 // created, for readers as well; a writer compacts a file of 8 MiB and more.
 //   blockSize    0 for GDBM's default
-//   mode         GDBM_READER for lookups and walks, GDBM_WRCREAT for changes
+//   mode         GDBM_READER for lookups and walks, GDBM_WRCREAT for changes; with GDBM_NOMMAP for single records
 //   permissions  of a file that is created; 0665 throughout
 // Returns a handle to close with gdbm_close, or null, with a line in the system log.
 GDBM_FILE openRecordset(const char* path, int blockSize, int mode, int permissions);
 }
 #pragma GCC visibility pop
+
+// Maps an open file into memory: a walk over all records is then four times as fast.
+void mapFile(GDBM_FILE handle);
 
 // What a record file is opened for.
 enum class Access {
@@ -57,6 +61,21 @@ struct RecordFile {
   [[nodiscard]] int store(const char* key, const void* value, std::size_t bytes, int how) const;
   // Deletes a text key; 0 when it was there.
   [[nodiscard]] int remove(const char* key) const;
+};
+
+// A record file for many lookups in a row, closed and opened again every few of them: opening it for each would cost
+// several times the lookup, holding it for all would keep writers waiting for longer than they try.
+struct LookupSeries {
+  explicit LookupSeries(const char* recordFile) : path(recordFile) {}
+  // The file to make the next lookup in; its handle is null when it could not be opened, which each call tries anew.
+  const RecordFile& next();
+  // Closes the file, for a change to be made in between.
+  void close() { file.reset(); }
+
+ private:
+  const char* const path;
+  std::optional<RecordFile> file;
+  int left = 0;  // lookups until it is opened again
 };
 
 // The datum of a text key as GDBM wants it; GDBM does not change what it points to.

@@ -16,11 +16,9 @@ const NfsHostEntry* nfsHostEntryIn(const void* bytes, std::size_t left) {
   return strnlen(nfsHost(entry), room) < room ? entry : nullptr;
 }
 
-NfsHostList::NfsHostList(const char* unit, int line, const char* share)
-    : file(kShareNfsFile, Access::lookup),
-      value(unit, line, file.handle != nullptr ? gdbm_fetch(file.handle, keyDatum(share)) : datum{}),
-      result(file.handle != nullptr ? 0 : -1) {
-  file.close();
+NfsHostList::NfsHostList(const char* unit, int line, const RecordFile& hosts, const char* share)
+    : value(unit, line, hosts.handle != nullptr ? gdbm_fetch(hosts.handle, keyDatum(share)) : datum{}),
+      result(hosts.handle != nullptr ? 0 : -1) {
   if (value.data == nullptr) return;
   // Hosts and permissions have the same head.
   const auto* const head = reinterpret_cast<const PermittedListHeader*>(value.data);
@@ -35,7 +33,8 @@ NfsHostList::NfsHostList(const char* unit, int line, const char* share)
 
 extern "C" int sysShareGetPermittedNfsSize(const char* share, int* count, int* bytes) {
   if (share == nullptr || share[0] == '\0') sysAssert(kUnit, __LINE__);
-  const NfsHostList list(kUnit, __LINE__, share);
+  const RecordFile hosts(kShareNfsFile, Access::lookup);
+  const NfsHostList list(kUnit, __LINE__, hosts, share);
   if (list.result < 0) return -1;
   if (count != nullptr) *count = list.count;
   if (bytes != nullptr) *bytes = static_cast<int>(list.bytes);
@@ -45,7 +44,8 @@ extern "C" int sysShareGetPermittedNfsSize(const char* share, int* count, int* b
 extern "C" int sysShareGetPermittedNfs(const char* share, int count, void* out, int size) {
   if (share == nullptr || share[0] == '\0' || out == nullptr) sysAssert(kUnit, __LINE__);
   if (count < 1 || size < 1) return 0;
-  const NfsHostList list(kUnit, __LINE__, share);
+  const RecordFile hosts(kShareNfsFile, Access::lookup);
+  const NfsHostList list(kUnit, __LINE__, hosts, share);
   std::size_t copied = 0;
   int whole = 0;
   forEachNfsHost(list, [&](const NfsHostEntry* entry) {

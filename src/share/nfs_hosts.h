@@ -23,16 +23,15 @@ inline const char* nfsHost(const NfsHostEntry* entry) {
 // The entry at the start of `left` bytes; null when it does not fit them or its host name has no NUL.
 const NfsHostEntry* nfsHostEntryIn(const void* bytes, std::size_t left);
 
-// A share's list as stored, fetched with one opening of the record file, which is closed again.
+// A share's list as stored.
 struct NfsHostList {
-  RecordFile file;
   const FetchedValue value;
   int result;     // 0, also without a list; -1: the file could not be opened, or the value is no list
   int count = 0;  // entries that the list claims to have
   const char* entries = nullptr;
   std::size_t bytes = 0;  // of the entries
 
-  NfsHostList(const char* unit, int line, const char* share);
+  NfsHostList(const char* unit, int line, const RecordFile& hosts, const char* share);
 };
 
 // Calls visit(entry) for the entries of a list in order, as many as are whole, until it returns false.

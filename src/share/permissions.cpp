@@ -9,6 +9,7 @@
 
 #include "core/assert.h"
 #include "core/record_store.h"
+#include "share/share_walk.h"
 
 static constexpr char kUnit[] = "permissions.cpp";
 static constexpr int kNoAccess = -1;
@@ -113,6 +114,25 @@ extern "C" int sysDelPermittedItemEx(const char* share, int protocol, const char
                      [&](const PermittedItem& entry) { return entry.type == type && isNamed(entry, name); });
 }
 
+// Whether a deletion would find an entry of that name. Also true where that cannot be told.
+static bool lists(const RecordFile& file, const char* share, const char* name) {
+  if (file.handle == nullptr) return true;
+  const FetchedValue list(kUnit, __LINE__, file, share);
+  const auto entries = entriesOf(list);
+  return entries && std::ranges::any_of(*entries, [&](const PermittedItem& entry) { return isNamed(entry, name); });
+}
+
+void removeFromEveryShare(int protocol, const char* name) {
+  const char* const path = permissionFile(protocol);
+  if (path == nullptr) return;
+  LookupSeries series(path);
+  forEachShare(AllShares(kUnit, __LINE__), [&](const ShareInfo* share) {
+    if (!lists(series.next(), share->name, name)) return;
+    series.close();
+    (void)Nas1DelPermittedItem(share->name, protocol, name);
+  });
+}
+
 // How an account becomes known: an entry's type, and what looks for and makes an account of that kind.
 struct AccountKind {
   int type;
@@ -149,13 +169,50 @@ static void introduceCaller(const char* share, const char* user, const char* con
   }
 }
 
-static bool matchesCaller(const PermittedItem& entry, const char* user, const char* const* groups) {
-  if (entry.type == PERMITTED_USER) return isNamed(entry, user);
-  for (const char* const* group = groups; group != nullptr && *group != nullptr; ++group) {
-    if (isNamed(entry, *group)) return true;
-  }
-  return false;
+// A name in upper case, zero behind it, so that whole fields can be compared.
+struct FoldedName {
+  char text[NAS_NAME_SIZE];
+};
+
+// Only for names that fit a field; no other can be an entry's.
+static FoldedName folded(const char* name) {
+  FoldedName result = {};
+  std::memcpy(result.text, name, strnlen(name, sizeof result.text - 1));
+  (void)NasStrUpper(result.text);
+  return result;
 }
+
+static bool same(const FoldedName& a, const FoldedName& b) { return std::memcmp(a.text, b.text, sizeof a.text) == 0; }
+
+// The caller's names, folded once for all entries. Groups beyond the room for them are compared as they are.
+struct Caller {
+  static constexpr std::size_t kRoom = 64;
+  const char* const user;
+  const char* const* const groups;
+  FoldedName foldedUser;
+  FoldedName foldedGroups[kRoom];
+  std::size_t count = 0;
+
+  Caller(const char* u, const char* const* g) : user(u), groups(g), foldedUser(folded(u)) {
+    while (groups != nullptr && count < kRoom && groups[count] != nullptr) {
+      foldedGroups[count] = folded(groups[count]);
+      ++count;
+    }
+  }
+
+  // The folded names only say what cannot match; NasStrCaseCmp decides.
+  [[nodiscard]] bool matches(const PermittedItem& entry) const {
+    const FoldedName name = folded(entry.name);
+    if (entry.type == PERMITTED_USER) return same(name, foldedUser) && isNamed(entry, user);
+    for (std::size_t i = 0; i < count; ++i) {
+      if (same(name, foldedGroups[i]) && isNamed(entry, groups[i])) return true;
+    }
+    for (const char* const* group = groups + count; count == kRoom && *group != nullptr; ++group) {
+      if (isNamed(entry, *group)) return true;
+    }
+    return false;
+  }
+};
 
 extern "C" int sysCheckPermission(const char* share, int protocol, const char* user, const char* const* groups) {
   if (share == nullptr || user == nullptr) sysAssert(kUnit, __LINE__);
@@ -167,10 +224,11 @@ extern "C" int sysCheckPermission(const char* share, int protocol, const char* u
   const FetchedValue list(kUnit, __LINE__, lists, share);
   const auto entries = entriesOf(list);
   if (!entries) return -1;
+  const Caller caller(user, groups);
   // Nothing denies: the highest level of all matching entries wins.
   int level = kNoAccess;
   for (const PermittedItem& entry : *entries) {
-    if (entry.rights > level && matchesCaller(entry, user, groups)) level = entry.rights;
+    if (entry.rights > level && caller.matches(entry)) level = entry.rights;
   }
   return level;
 }

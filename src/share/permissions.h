@@ -19,6 +19,10 @@ struct [[gnu::packed]] PermittedListHeader {
 static_assert(offsetof(PermittedListHeader, count) == 36);
 static_assert(sizeof(PermittedListHeader) == 40, "stored in the permission files");
 
+// Takes the first entry of a name out of every share's list of a protocol, as Nas1DelPermittedItem does for one. A list
+// without the name is left alone: storing it again would cost a sync for each share.
+void removeFromEveryShare(int protocol, const char* name);
+
 #pragma GCC visibility push(default)
 extern "C" {
 // The permission operations behind the entries of the same names. Each opens its files, does its work and closes them.

@@ -63,6 +63,11 @@ extern "C" int sysShareAdd(const char* name, const char* comment, const char* pa
 
 // Deletes one share's entry from a file beside the share file; it may have none.
 static int dropEntry(const char* file, const char* name) {
+  {
+    // Opening for changes ends in a sync, even when there is nothing to delete.
+    const RecordFile entries(file, Access::lookup);
+    if (entries.handle != nullptr && gdbm_exists(entries.handle, keyDatum(name)) == 0) return 0;
+  }
   const RecordFile entries(file, Access::change);
   if (entries.handle == nullptr) return -1;
   (void)entries.remove(name);
@@ -220,6 +225,19 @@ extern "C" int sysShareGetConfig(const char* name, const char* type, int length,
   }
   syslog(LOG_ERR, "Warning!%s:%d No such Type:%s", kUnit, __LINE__, type);
   return -2;
+}
+
+int storeFirstPasswords(const char* name, const char* readOnly, const char* readWrite) {
+  // A new share has none: a second store would only sync the file once more.
+  if (readOnly[0] == '\0' && readWrite[0] == '\0') return 0;
+  const RecordFile shares(kShareFile, Access::change);
+  if (shares.handle == nullptr) return -1;
+  const FetchedValue value(kUnit, __LINE__, shares, name);
+  ShareSettings* const settings = settingsOf(value, name);
+  if (settings == nullptr) return -1;
+  setField(settings->ro_passwd, readOnly);
+  setField(settings->rw_passwd, readWrite);
+  return shares.store(name, value.data, value.bytes, GDBM_REPLACE) == 0 ? 0 : -1;
 }
 
 extern "C" int sysShareSetConfig(const char* name, const char* type, int /*length*/, const void* content) {

@@ -43,6 +43,9 @@ struct FetchedValue;
 // The share of a stored value; null when the value is missing, cut, or its size word does not fit it.
 const ShareRecord* storedShare(const FetchedValue& value);
 
+// Stores both passwords of a share that was just added. Returns 0; -1 unknown share or failed store.
+int storeFirstPasswords(const char* name, const char* readOnly, const char* readWrite);
+
 #pragma GCC visibility push(default)
 extern "C" {
 // The system row's share operations. Each opens the record file, does its work and closes it. Null arguments, an empty

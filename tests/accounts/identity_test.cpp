@@ -63,7 +63,7 @@ TEST_F(IdentityTest, IdsGoUpFromTheHintWhichTheKeysRemember) {
 TEST_F(IdentityTest, LoadingCountsTheRecordsAndPicksTheHint) {
   const struct {
     const char* name;
-    long start;  // UID_START; -1 unset
+    long long start;  // UID_START; -1 unset
     std::vector<unsigned> uids;
     int count;
     unsigned next;
@@ -75,7 +75,7 @@ TEST_F(IdentityTest, LoadingCountsTheRecordsAndPicksTheHint) {
       {"a record at the start", 10, {32778}, 1, 11},
       {"the highest id", 5, {32768, 64979}, 2, 0},
       {"a start that did not wrap", 32212, {32768, 32773}, 2, 0},
-      {"a start far outside", 0xFFFFFFFFL, {32768}, 1, 0},
+      {"a start far outside", 0xFFFFFFFF, {32768}, 1, 0},
       {"ids outside the range", -1, {32767, 64980, 0, 0xFFFFFFFF, 32769}, 1, 2},
   };
   for (const auto& c : cases) {
