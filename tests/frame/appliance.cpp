@@ -210,7 +210,9 @@ void ApplianceTest::SetUp() {
   heldAtSetUp = holdings();
 }
 
-void ApplianceTest::TearDown() {
+void ApplianceTest::TearDown() { expectNothingLeft(); }
+
+void ApplianceTest::expectNothingLeft() {
   const Holdings after = holdings();
   EXPECT_EQ(heldAtSetUp.allocated, after.allocated) << "bytes in the tracked allocator\n" << printed(sysPrintMemLink);
   EXPECT_EQ(heldAtSetUp.children, after.children) << "child processes";

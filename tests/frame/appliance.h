@@ -23,6 +23,8 @@ class ApplianceTest : public testing::Test {
  protected:
   void SetUp() override;
   void TearDown() override;
+  // What TearDown looks at, at any time.
+  void expectNothingLeft();
 
   // Descriptors that the calls of a test leave open by rule; set it before the test ends.
   int descriptorsLeftByRule = 0;
