@@ -3,7 +3,6 @@
 #include <syslog.h>
 
 #include <algorithm>
-#include <optional>
 
 #include "accounts/identity.h"
 #include "core/command.h"
@@ -80,11 +79,17 @@ bool syncedAccount(int source) {
 }
 
 // A new account starts with the default quota; one that a directory synchronises gets none.
-std::optional<std::uint32_t> defaultQuota(int kind, int source) {
+void giveDefaultQuota(int kind, int source, const char* name, std::uint32_t id) {
+  if (syncedAccount(source)) return;
+  const ItemLayout& layout = itemLayouts[kind];
   std::uint32_t quota = 0;
-  if (syncedAccount(source)) return std::nullopt;
-  if (Nas1GetConfig(itemLayouts[kind].quotaConfigId, sizeof quota, &quota, nullptr) < 0) return std::nullopt;
-  return quota;
+  if (Nas1GetConfig(layout.quotaConfigId, sizeof quota, &quota, nullptr) < 0) return;
+  // The record was made without one: it would only be stored again as it is.
+  if (quota == 0) return applyQuota(layout, id, quota);
+  char item[sizeof(UserItem)] = {};
+  describe(layout, item, source, name);
+  setWord(item, layout.quota, quota);
+  (void)sysSetCommonItem(kind, item);
 }
 
 // Stores a record under a new id. Returns the id, also when the store failed; kIdOverflow without one.
@@ -104,17 +109,13 @@ int storeWithNewId(int kind, const char* key, char* record, bool* stored) {
 
 // Makes an account with a new id. Returns 0; -1.
 int createItem(int kind, int source, const char* name) {
-  const ItemLayout& layout = itemLayouts[kind];
   char record[kLargestRecord] = {};
-  describe(layout, record + kItemOffset, source, name);
-  // Known before the record is stored, which then is stored once.
-  const auto quota = defaultQuota(kind, source);
-  if (quota) setWord(record + kItemOffset, layout.quota, *quota);
+  describe(itemLayouts[kind], record + kItemOffset, source, name);
   bool stored = false;
   const int id = storeWithNewId(kind, ItemKey(source, name).text, record, &stored);
   if (id != kIdOverflow) rememberId(static_cast<ItemKind>(kind), id);
   if (!stored) return -1;
-  if (quota) applyQuota(layout, static_cast<std::uint32_t>(id), *quota);
+  giveDefaultQuota(kind, source, name, static_cast<std::uint32_t>(id));
   return 0;
 }
 
@@ -153,7 +154,11 @@ char* itemIn(const ItemLayout& layout, char* record, std::size_t bytes) {
 
 int findItem(int kind, int source, const char* name, void* out, int* outSize) {
   if (refused(kind, source, name)) return -1;
-  return readItem(itemLayouts[kind], ItemKey(source, name).text, out, outSize) == Lookup::found ? 0 : -1;
+  const ItemKey key(source, name);
+  Lookup known = readItem(itemLayouts[kind], key.text, out, outSize);
+  // Much is undone for an account that is not there: a busy file gets a second chance.
+  if (known == Lookup::noFile) known = readItem(itemLayouts[kind], key.text, out, outSize);
+  return known == Lookup::found ? 0 : -1;
 }
 
 // Makes an account that has just not been found, and copies its item. Returns 0; -1.
@@ -296,9 +301,8 @@ static void takeFromEveryUser(std::uint32_t gid) {
 
 static int addCommonItem(int kind, int source, const char* name, void* out, int* outSize) {
   if (refused(kind, source, name) || out == nullptr || outSize == nullptr) return -1;
-  const Lookup known = readItem(itemLayouts[kind], ItemKey(source, name).text, out, outSize);
-  if (known == Lookup::noFile) return -2;
-  return known == Lookup::absent ? makeItem(kind, source, name, out, outSize) : -1;
+  const int check = sysCheckCommonItemNotExist(kind, source, name);
+  return check < 0 ? check : makeItem(kind, source, name, out, outSize);
 }
 
 extern "C" {

@@ -44,9 +44,7 @@ static void writeClient(std::FILE* file, const NfsHostEntry* entry) {
   (void)std::fputs(") ", file);
 }
 
-static int exportShare(std::FILE* file, const RecordFile& lists, const char* share, const char* path,
-                       const char* privilege) {
-  const NfsHostList hosts(kUnit, __LINE__, lists, share);
+static int exportShare(std::FILE* file, const NfsHostList& hosts, const char* path, const char* privilege) {
   if (hosts.result < 0 || hosts.count == 0 || hosts.bytes == 0) {
     if (privilege != nullptr) {
       (void)std::fprintf(file, "%s\t*(sync,%s,all_squash,anonuid=%d)\n", path, privilege, kAnonymousId);
@@ -76,7 +74,8 @@ extern "C" int Update_Export_Conf() {
   const char* const privilege = defaultPrivilege();
   LookupSeries lists(kShareNfsFile);
   forEachShare(shares, [&](const ShareInfo* share) {
-    (void)exportShare(exports.file, lists.next(), share->name, sharePath(share), privilege);
+    const NfsHostList hosts(kUnit, __LINE__, lists.next(), share->name);
+    (void)exportShare(exports.file, hosts, sharePath(share), privilege);
   });
   return exports.finish() ? 0 : -1;
 }
@@ -84,8 +83,11 @@ extern "C" int Update_Export_Conf() {
 extern "C" int Process_Permitted_NFS(std::FILE* file, const char* share, const char* path) {
   if (file == nullptr || share == nullptr || share[0] == '\0' || path == nullptr) return -1;
   const char* const privilege = defaultPrivilege();
-  const RecordFile lists(kShareNfsFile, Access::lookup);
-  return exportShare(file, lists, share, path, privilege);
+  RecordFile lists(kShareNfsFile, Access::lookup);
+  const NfsHostList hosts(kUnit, __LINE__, lists, share);
+  // Nobody waits for the file while the caller's stream is written.
+  lists.close();
+  return exportShare(file, hosts, path, privilege);
 }
 
 extern "C" int SnapShareAppend() {

@@ -114,19 +114,20 @@ extern "C" int sysDelPermittedItemEx(const char* share, int protocol, const char
                      [&](const PermittedItem& entry) { return entry.type == type && isNamed(entry, name); });
 }
 
-// Whether a deletion would find an entry of that name. Also true where that cannot be told.
+// Whether a deletion would find an entry of that name.
 static bool lists(const RecordFile& file, const char* share, const char* name) {
-  if (file.handle == nullptr) return true;
+  if (file.handle == nullptr) return false;
   const FetchedValue list(kUnit, __LINE__, file, share);
   const auto entries = entriesOf(list);
   return entries && std::ranges::any_of(*entries, [&](const PermittedItem& entry) { return isNamed(entry, name); });
 }
 
 void removeFromEveryShare(int protocol, const char* name) {
+  const AllShares shares(kUnit, __LINE__);
   const char* const path = permissionFile(protocol);
   if (path == nullptr) return;
   LookupSeries series(path);
-  forEachShare(AllShares(kUnit, __LINE__), [&](const ShareInfo* share) {
+  forEachShare(shares, [&](const ShareInfo* share) {
     if (!lists(series.next(), share->name, name)) return;
     series.close();
     (void)Nas1DelPermittedItem(share->name, protocol, name);
@@ -224,11 +225,13 @@ extern "C" int sysCheckPermission(const char* share, int protocol, const char* u
   const FetchedValue list(kUnit, __LINE__, lists, share);
   const auto entries = entriesOf(list);
   if (!entries) return -1;
-  const Caller caller(user, groups);
   // Nothing denies: the highest level of all matching entries wins.
   int level = kNoAccess;
+  std::optional<Caller> caller;
   for (const PermittedItem& entry : *entries) {
-    if (entry.rights > level && caller.matches(entry)) level = entry.rights;
+    if (entry.rights <= level) continue;
+    if (!caller) caller.emplace(user, groups);
+    if (caller->matches(entry)) level = entry.rights;
   }
   return level;
 }

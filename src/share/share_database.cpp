@@ -66,7 +66,8 @@ static int dropEntry(const char* file, const char* name) {
   {
     // Opening for changes ends in a sync, even when there is nothing to delete.
     const RecordFile entries(file, Access::lookup);
-    if (entries.handle != nullptr && gdbm_exists(entries.handle, keyDatum(name)) == 0) return 0;
+    if (entries.handle == nullptr) return -1;
+    if (gdbm_exists(entries.handle, keyDatum(name)) == 0) return 0;
   }
   const RecordFile entries(file, Access::change);
   if (entries.handle == nullptr) return -1;
@@ -237,7 +238,9 @@ int storeFirstPasswords(const char* name, const char* readOnly, const char* read
   if (settings == nullptr) return -1;
   setField(settings->ro_passwd, readOnly);
   setField(settings->rw_passwd, readWrite);
-  return shares.store(name, value.data, value.bytes, GDBM_REPLACE) == 0 ? 0 : -1;
+  if (shares.store(name, value.data, value.bytes, GDBM_REPLACE) == 0) return 0;
+  syslog(LOG_ERR, "Warning!%s:%d update", kUnit, __LINE__);
+  return -1;
 }
 
 extern "C" int sysShareSetConfig(const char* name, const char* type, int /*length*/, const void* content) {
