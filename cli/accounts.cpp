@@ -15,9 +15,6 @@ namespace {
 // By number.
 constexpr const char* sourceNames[PROTO_COUNT] = {kLocal, "cifs", "nfs", "ncp", "afp", "ftp", "snmp"};
 
-// Kilobytes are 32-bit numbers where the quota is applied.
-constexpr long long kMostMegabytes = UINT32_MAX >> 10;
-
 template <typename Item>
 ExitCode readItems(const char* file, int counted, int (*list)(int, int, void*, int), std::vector<Item>& items) {
   // A file that cannot be opened lists like an empty one.

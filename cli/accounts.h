@@ -3,6 +3,7 @@
 
 #include <nas1api.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,9 @@ std::string groupName(const std::vector<GroupItem>& groups, std::uint32_t gid);
 // The names of the groups that the appliance knows a user to be in; none for a user that it does not know. Nobody
 // becomes known by it.
 std::vector<std::string> groupsOf(int source, std::string user);
+
+// Kilobytes are 32-bit numbers where a quota is applied.
+inline constexpr long long kMostMegabytes = UINT32_MAX >> 10;
 
 // Refuses a quota in megabytes that does not fit, counted in kilobytes.
 ExitCode checkQuota(long long megabytes);

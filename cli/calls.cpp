@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "output.h"
+#include "progress.h"
 
 static bool dryRun = false;
 
@@ -28,9 +29,7 @@ CallArgument describedArgument(const std::string& words) {
 
 CallArgument maskedArgument() { return {"********"}; }
 
-void addDryRunOption(CLI::App& verb) {
-  verb.add_flag("--dry-run", dryRun, "Change nothing; print the calls that would be made");
-}
+void addDryRunOption(CLI::App& verb) { verb.add_flag("--dry-run", dryRun, "Change nothing; show what would be done"); }
 
 bool isDryRun() { return dryRun; }
 
@@ -44,6 +43,7 @@ bool isOnlyShown(const char* function, std::initializer_list<CallArgument> argum
     call += before + argument.spelled;
     before = ", ";
   }
+  clearProgress();
   (void)std::puts((call + (arguments.size() == 0 ? "()" : ")")).c_str());
   return true;
 }

@@ -49,16 +49,26 @@ std::string advice(const CLI::App& noun, const CLI::ParseError& error, const std
   return "; nas1 " + noun.get_name() + (chosen.empty() ? "" : " " + chosen[0]->get_name()) + " --help shows its use";
 }
 
-ExitCode runNoun(const Noun& noun, std::vector<std::string> words) {
+enum class How { run, checkOnly };
+
+// Parsing still reads every argument, but nothing comes of it.
+void forgetCallbacks(CLI::App& app) {
+  app.callback({});
+  for (CLI::App* const verb : app.get_subcommands({})) verb->callback({});
+}
+
+ExitCode runNoun(const Noun& noun, std::vector<std::string> words, How how) {
   ExitCode result = DONE;
   CLI::App app(noun.about, noun.name);
   noun.registerVerbs(app, result);
+  if (how == How::checkOnly) forgetCallbacks(app);
   app.footer("nas1 --help explains the exit codes.");
 
   const std::vector<std::string> verbs = verbNames(app);
   if (!verbs.empty() && words.empty()) {
-    (void)std::fputs(app.help("nas1").c_str(), stderr);
-    return USAGE;
+    if (how == How::run) (void)std::fputs(app.help("nas1").c_str(), stderr);
+    return how == How::run ? USAGE
+                           : complain(USAGE, "%s needs a verb; nas1 %s --help lists them", noun.name, noun.name);
   }
   const bool isVerb =
       verbs.empty() || words[0][0] == '-' || std::find(verbs.begin(), verbs.end(), words[0]) != verbs.end();
@@ -70,14 +80,31 @@ ExitCode runNoun(const Noun& noun, std::vector<std::string> words) {
     std::vector<std::string> reversed(words.rbegin(), words.rend());
     app.parse(reversed);
   } catch (const CLI::CallForHelp&) {
-    (void)std::fputs(app.help("nas1").c_str(), stdout);
+    if (how == How::run) (void)std::fputs(app.help("nas1").c_str(), stdout);
   } catch (const CLI::ParseError& error) {
     return complain(USAGE, "%s%s", error.what(), advice(app, error, words).c_str());
   }
   return result;
 }
 
+const Noun* nounOf(const std::vector<std::string>& words) {
+  const Noun* const noun = findNoun(words[0]);
+  if (noun == nullptr) {
+    (void)complain(USAGE, "there is no noun %s%s; nas1 --help lists them", words[0].c_str(),
+                   suggestion(words[0], nounNames()).c_str());
+  }
+  return noun;
+}
+
+ExitCode runWords(const Noun* noun, const std::vector<std::string>& words, How how) {
+  return noun == nullptr ? USAGE : runNoun(*noun, {words.begin() + 1, words.end()}, how);
+}
+
 }  // namespace
+
+ExitCode checkCommandLine(const std::vector<std::string>& words) {
+  return runWords(nounOf(words), words, How::checkOnly);
+}
 
 ExitCode runCommandLine(const std::vector<std::string>& words) {
   if (words.empty()) {
@@ -89,10 +116,5 @@ ExitCode runCommandLine(const std::vector<std::string>& words) {
     return DONE;
   }
   if (words[0] == "--version") return printVersion();
-  const Noun* const noun = findNoun(words[0]);
-  if (noun == nullptr) {
-    return complain(USAGE, "there is no noun %s%s; nas1 --help lists them", words[0].c_str(),
-                    suggestion(words[0], nounNames()).c_str());
-  }
-  return runNoun(*noun, {words.begin() + 1, words.end()});
+  return runWords(nounOf(words), words, How::run);
 }

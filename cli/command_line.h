@@ -6,4 +6,7 @@
 
 #include "errors.h"
 
+// Complains about a command that would not be understood; nothing is carried out.
+ExitCode checkCommandLine(const std::vector<std::string>& words);
+
 ExitCode runCommandLine(const std::vector<std::string>& words);

@@ -38,10 +38,10 @@ constexpr ConfigKey keys[] = {
     {"NCP_SHARE_MODE",                     20},
     {"AFP_SHARE_MODE",                     21},
     {"NFS_SHARE_MODE",                     22},
-    {"ETHERNET_ADDRESS_1",                 23},
-    {"ETHERNET_ADDRESS_2",                 24},
-    {"ETHERNET_ADDRESS_3",                110},
-    {"NAS_VERSION",                        25},
+    {"ETHERNET_ADDRESS_1",                 23, KEY_OWN},
+    {"ETHERNET_ADDRESS_2",                 24, KEY_OWN},
+    {"ETHERNET_ADDRESS_3",                110, KEY_OWN},
+    {"NAS_VERSION",                        25, KEY_OWN},
     {"TIME_ZONE",                          26},
     {"CIFS_ENABLED",                       30},
     {"NFS_ENABLED",                        31},
@@ -56,8 +56,8 @@ constexpr ConfigKey keys[] = {
     {"NTP_SERVER_2",                       40},
     {"ADMIN_PASSWORD",                     41, KEY_SECRET},
     {"UPS_SELECTION",                      42},
-    {"CPU_SPEED",                          46},
-    {"CPU_THERMAL",                        47},
+    {"CPU_SPEED",                          46, KEY_OWN},
+    {"CPU_THERMAL",                        47, KEY_OWN},
     {"NFS_DOMAIN_NAME",                    54},
     {"EVENT_ACTION",                       55},
     {"NETWORK_SCOPE_ID",                   56},
@@ -65,15 +65,15 @@ constexpr ConfigKey keys[] = {
     {"HTTP_SHARE_MODE",                    -1},
     {"HTTP_HOME",                          58},
     {"FTP_ENABLED",                        59},
-    {"CURRENT_IP_ADDRESS_1",               60},
-    {"CURRENT_IP_MASK_1",                  61},
-    {"CURRENT_IP_ADDRESS_2",               62},
-    {"CURRENT_IP_MASK_2",                  63},
-    {"CURRENT_IP_ADDRESS_3",              107},
-    {"CURRENT_IP_MASK_3",                 108},
-    {"CURRENT_IP_GATEWAY_1",               64},
-    {"CURRENT_IP_GATEWAY_2",               65},
-    {"CURRENT_IP_GATEWAY_3",              109},
+    {"CURRENT_IP_ADDRESS_1",               60, KEY_OWN},
+    {"CURRENT_IP_MASK_1",                  61, KEY_OWN},
+    {"CURRENT_IP_ADDRESS_2",               62, KEY_OWN},
+    {"CURRENT_IP_MASK_2",                  63, KEY_OWN},
+    {"CURRENT_IP_ADDRESS_3",              107, KEY_OWN},
+    {"CURRENT_IP_MASK_3",                 108, KEY_OWN},
+    {"CURRENT_IP_GATEWAY_1",               64, KEY_OWN},
+    {"CURRENT_IP_GATEWAY_2",               65, KEY_OWN},
+    {"CURRENT_IP_GATEWAY_3",              109, KEY_OWN},
     {"ADMIN_EMAIL",                        66},
     {"ADMIN_EMAIL_2",                      -1},
     {"DEFAULT_USER_QUOTA",                 67},
@@ -83,18 +83,18 @@ constexpr ConfigKey keys[] = {
     {"SNAPSHOT_SIZE",                      71},
     {"NCP_BINDERY_ADMIN_NAME",             72},
     {"NCP_BINDERY_ADMIN_PASSWORD",         73, KEY_SECRET},
-    {"HW_EVENT_STATUS",                    74},
-    {"CPU_VOLTAGE",                        75},
-    {"FILESYSTEM_STATUS",                  76},
+    {"HW_EVENT_STATUS",                    74, KEY_OWN},
+    {"CPU_VOLTAGE",                        75, KEY_OWN},
+    {"FILESYSTEM_STATUS",                  76, KEY_OWN},
     {"FILESYSTEM_WRITEBACK_ENABLE",        77},
     {"CODING_SYSTEM",                      78},
-    {"LVM_ENABLED",                        79},
+    {"LVM_ENABLED",                        79, KEY_OWN},
     {"CIFS_PDC_NAME",                     101},
     {"EMAIL_LANGUAGE",                    102},
     {"AUTO_HOME",                          -1},
     {"SMART_POLL_INTERVAL",                -1},
-    {"UID_START",                         116},
-    {"GID_START",                         117},
+    {"UID_START",                         116, KEY_OWN},
+    {"GID_START",                         117, KEY_OWN},
     {"NIC_DISABLED",                       -1},
     {"NIC_AUTOIP",                        121},
     {"RAID_LEVEL",                         -1},
@@ -115,15 +115,15 @@ constexpr ConfigKey keys[] = {
     {"NIC_SPEED",                          -1},
     {"NIC_DUPLEX_MODE",                    -1},
     {"DEFAULT_GATEWAY",                    -1},
-    {"CURRENT_DEFAULT_GATEWAY",            -1},
+    {"CURRENT_DEFAULT_GATEWAY",            -1, KEY_OWN},
     {"DEFAULT_GATEWAY_PORT",               -1},
-    {"SUPPORT_DISK_NUMBER",                -1},
-    {"SYNC_CONNECTION",                    -1},
+    {"SUPPORT_DISK_NUMBER",                -1, KEY_OWN},
+    {"SYNC_CONNECTION",                    -1, KEY_OWN},
     {"RAID_NUM",                          115},
     {"AFP_DEDICATE_PORT",                 118},
     {"NCP_DEDICATE_PORT",                 119},
     {"MAIL_RELAY_HOST",                    -1},
-    {"SYSTEM_ID",                          -1},
+    {"SYSTEM_ID",                          -1, KEY_OWN},
     {"TEST_STRING",                        -1},
     {"TEST_INTEGER",                       -1},
     {"LVM_USER_ENABLE",                    -1},
@@ -142,9 +142,9 @@ constexpr ConfigKey keys[] = {
     {"SET_ACL_TAKE_EFFECT_CONNECTION",     -1},
 
     // Keys that have a number only.
-    {"SYS_VOLTAGE_33",                     49, KEY_PLAIN, CFG_TEXT, 32},
-    {"SYS_VOLTAGE_5",                      51, KEY_PLAIN, CFG_TEXT, 32},
-    {"SYS_VOLTAGE_12",                     52, KEY_PLAIN, CFG_TEXT, 32},
+    {"SYS_VOLTAGE_33",                     49, KEY_OWN, CFG_TEXT, 32},
+    {"SYS_VOLTAGE_5",                      51, KEY_OWN, CFG_TEXT, 32},
+    {"SYS_VOLTAGE_12",                     52, KEY_OWN, CFG_TEXT, 32},
     {"SNMP_STATE",                         80, KEY_PLAIN, CFG_INTEGER, 4},
     {"SNMP_TRAP_STATE",                    81, KEY_PLAIN, CFG_INTEGER, 4},
     {"SNMP_TRAP_AUTH",                     82, KEY_PLAIN, CFG_INTEGER, 4},
@@ -167,10 +167,10 @@ constexpr ConfigKey keys[] = {
     {"SNMP_TRAP_MAN6",                     99, KEY_PLAIN, CFG_TEXT, 30},
     {"SNMP_TRAP_MAN7",                    100, KEY_PLAIN, CFG_TEXT, 30},
     {"WEB_LANGUAGE",                      103, KEY_PLAIN, CFG_INTEGER, 4},
-    {"SYS_VOLTAGE_M12V",                  111, KEY_PLAIN, CFG_TEXT, 32},
-    {"SYS_VOLTAGE_5VSB",                  112, KEY_PLAIN, CFG_TEXT, 32},
-    {"SYS_VOLTAGE_33VSB",                 113, KEY_PLAIN, CFG_TEXT, 32},
-    {"ETHERNET_ENABLED",                  114, KEY_PLAIN, CFG_HEX, 4},
+    {"SYS_VOLTAGE_M12V",                  111, KEY_OWN, CFG_TEXT, 32},
+    {"SYS_VOLTAGE_5VSB",                  112, KEY_OWN, CFG_TEXT, 32},
+    {"SYS_VOLTAGE_33VSB",                 113, KEY_OWN, CFG_TEXT, 32},
+    {"ETHERNET_ENABLED",                  114, KEY_OWN, CFG_HEX, 4},
     {"AFP_ZONE",                          120, KEY_PLAIN, CFG_TEXT, 32},
 };
 // clang-format on
@@ -184,12 +184,6 @@ const ConfigKey* keyNumbered(const std::string& word) {
   return found == std::end(keys) ? nullptr : found;
 }
 
-const ConfigKey* keyNamed(const std::string& word) {
-  const auto* const found =
-      std::find_if(std::begin(keys), std::end(keys), [&](const ConfigKey& k) { return word == k.name; });
-  return found == std::end(keys) ? nullptr : found;
-}
-
 std::vector<std::string> keyNames() {
   std::vector<std::string> names;
   for (const ConfigKey& key : keys) names.emplace_back(key.name);
@@ -200,9 +194,19 @@ std::vector<std::string> keyNames() {
 
 std::span<const ConfigKey> configKeys() { return keys; }
 
+const ConfigKey* configKeyNamed(const std::string& name) {
+  const auto* const found =
+      std::find_if(std::begin(keys), std::end(keys), [&](const ConfigKey& k) { return name == k.name; });
+  return found == std::end(keys) ? nullptr : found;
+}
+
+bool isOwnRecord(const std::string& name) {
+  return configKeyNamed(name) != nullptr || name.starts_with(kSnapshotRecord) || name.starts_with("DISK_CONFIG");
+}
+
 ExitCode findConfigKey(const std::string& word, const ConfigKey*& key, bool& byNumber) {
   const bool digits = !word.empty() && word.find_first_not_of("0123456789") == std::string::npos;
-  key = digits ? keyNumbered(word) : keyNamed(word);
+  key = digits ? keyNumbered(word) : configKeyNamed(word);
   if (key == nullptr && digits)
     return complain(UNKNOWN_OBJECT, "no key has the number %s; they go up to %d", word.c_str(), CONFIG_COUNT - 1);
   if (key == nullptr) {

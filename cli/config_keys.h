@@ -9,7 +9,8 @@
 
 enum KeyKind {
   KEY_PLAIN,
-  KEY_SECRET  // a password
+  KEY_SECRET,  // a password
+  KEY_OWN      // the appliance's own: what it measures, counts or is, or a setting under another name
 };
 
 struct ConfigKey {
@@ -24,6 +25,13 @@ struct ConfigKey {
 
 // The named keys in the library's order, then those with a number only.
 std::span<const ConfigKey> configKeys();
+
+// Null when there is none of that name.
+const ConfigKey* configKeyNamed(const std::string& name);
+
+// Whether a record of the settings' file is the appliance's, as a setting or beside them; else it is a product's text.
+inline constexpr char kSnapshotRecord[] = "NAS1_SNAPSHOT_CONFIG";  // and a volume behind it
+bool isOwnRecord(const std::string& name);
 
 // findConfigKey: finds a key by name or by number.
 //   word      as given by the user

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "calls.h"
 #include "confirm.h"
 #include "db_archive.h"
 #include "db_check.h"
@@ -29,7 +30,6 @@ namespace {
 struct Arguments {
   std::string path;
   bool leftovers = false;
-  bool dryRun = false;
   bool yes = false;
   Output output;
 };
@@ -92,7 +92,7 @@ ExitCode repair() {
   if (const ExitCode fault = checkRecords(findings); fault != DONE) return fault;
   Listing listing = {"repairs", {"file", "record", "repair"}, {}};
   ExitCode result = DONE;
-  if (arguments.dryRun) {
+  if (isDryRun()) {
     showPlan(findings, listing.rows);
   } else {
     result = repairFiles(findings, listing.rows);
@@ -138,10 +138,10 @@ ExitCode compact() {
     RecordSet set;
     result = checkSound(file, set);
     const long long before = bytesOf(file.path);
-    if (result == DONE && set.exists && !arguments.dryRun) result = compactFile(file);
+    if (result == DONE && set.exists && !isDryRun()) result = compactFile(file);
     if (result != DONE) break;
     if (!set.exists) continue;
-    const Cell after = arguments.dryRun ? Cell() : Cell(bytesOf(file.path));
+    const Cell after = isDryRun() ? Cell() : Cell(bytesOf(file.path));
     listing.rows.push_back({shortName(file), static_cast<long long>(set.records.size()), before, after});
   }
   if (const ExitCode fault = printListing(arguments.output, listing); fault != DONE) return fault;
@@ -149,16 +149,6 @@ ExitCode compact() {
 }
 
 // ---- Backup
-
-// Only what can be restored again is worth keeping.
-ExitCode refuseDamage(const std::vector<RecordSet>& sets) {
-  const std::vector<Finding> findings = findingsIn(sets);
-  for (const Finding& f : findings) {
-    if (f.rule > RULE_UNSOUND) continue;
-    return complain(DAMAGED, "%s %s %s; nas1 db repair mends it", f.file->path, keyText(f.key).c_str(), f.text.c_str());
-  }
-  return DONE;
-}
 
 std::size_t countOf(const std::vector<RecordSet>& sets) {
   std::size_t count = 0;
@@ -170,6 +160,7 @@ ExitCode backUp() {
   std::vector<RecordSet> sets;
   if (const ExitCode fault = readRecordSets(sets); fault != DONE) return fault;
   if (const ExitCode fault = refuseDamage(sets); fault != DONE) return fault;
+  if (isDryRun()) return DONE;
   if (const ExitCode fault = writeAtomically(arguments.path, archiveOf(sets)); fault != DONE) return fault;
   tell("%zu records are in %s; it holds passwords in clear", countOf(sets), arguments.path.c_str());
   return DONE;
@@ -219,7 +210,7 @@ ExitCode restore() {
   Listing listing = {"files", {"file", "added", "changed", "removed"}, {}};
   for (std::size_t i = 0; i < sets.size(); ++i) addDifferences(present[i], sets[i], listing);
   if (const ExitCode fault = printListing(arguments.output, listing); fault != DONE) return fault;
-  if (arguments.dryRun) return DONE;
+  if (isDryRun()) return DONE;
   tell("all %zu records are replaced by those of %s", countOf(present), arguments.path.c_str());
   if (!isConfirmed(arguments.yes)) return complain(REFUSED, "nothing was changed");
   if (const ExitCode fault = replaceRecordSets(sets); fault != DONE) return fault;
@@ -235,8 +226,6 @@ CLI::App* addVerb(CLI::App& noun, ExitCode& result, const char* name, const char
   verb->callback([&result, run] { result = run(); });
   return verb;
 }
-
-void addDryRunOption(CLI::App& verb) { verb.add_flag("--dry-run", arguments.dryRun, "Only show what would be done"); }
 
 }  // namespace
 

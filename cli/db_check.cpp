@@ -281,6 +281,15 @@ std::vector<Finding> findingsIn(const std::vector<RecordSet>& all) {
   return findings;
 }
 
+ExitCode refuseDamage(const std::vector<RecordSet>& sets) {
+  const std::vector<Finding> findings = findingsIn(sets);
+  for (const Finding& f : findings) {
+    if (f.rule > RULE_UNSOUND) continue;
+    return complain(DAMAGED, "%s %s %s; nas1 db repair mends it", f.file->path, keyText(f.key).c_str(), f.text.c_str());
+  }
+  return DONE;
+}
+
 ExitCode checkRecords(std::vector<Finding>& findings) {
   std::vector<RecordSet> sets;
   if (const ExitCode fault = readRecordSets(sets); fault != DONE) return fault;

@@ -38,5 +38,9 @@ std::string recordFault(RecordKind kind, const std::string& key, const std::stri
 // when looked at again was that.
 ExitCode checkRecords(std::vector<Finding>& findings);
 
+// Complains about the first file or record that cannot be read: what is made of all of them would lack it without a
+// word.
+ExitCode refuseDamage(const std::vector<RecordSet>& sets);
+
 // The same for records that are in no file (yet): files and records alone, without the numbers in use.
 std::vector<Finding> findingsIn(const std::vector<RecordSet>& sets);

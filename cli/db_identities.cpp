@@ -3,6 +3,8 @@
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
+#include <nas1api.h>
+
 #include <atomic>
 #include <cstdint>
 
@@ -41,6 +43,18 @@ void readTakenIds(TakenIds (&taken)[2]) {
     const char* const ids = memory.start + layout::kTakenIds[kind];
     taken[kind].ids.resize(layout::kIdCount);
     for (unsigned i = 0; i < layout::kIdCount; ++i) taken[kind].ids[i] = ids[i] != 0;
+  }
+}
+
+void offerId(int kind, std::uint32_t id) {
+  const std::uint32_t index = id - layout::kFirstId;
+  if (index >= layout::kIdCount) return;
+  const IdentityMemory memory(0);
+  if (memory.start != nullptr && memory.nextIndex(kind).load() != 0) {
+    // 0 would mean that nothing is filled; an index behind the last one has the lowest free number taken.
+    memory.nextIndex(kind).store(index != 0 ? index : layout::kIdCount);
+  } else {
+    (void)NasSetConfig(kind == 0 ? "UID_START" : "GID_START", sizeof index, &index);
   }
 }
 

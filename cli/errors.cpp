@@ -4,7 +4,9 @@
 #include <cstdio>
 #include <string>
 
+#include "complaint_place.h"
 #include "output.h"
+#include "progress.h"
 
 // clang-format off
 const char* const exitMeanings[EXIT_CODE_COUNT] = {
@@ -21,13 +23,18 @@ const char* const exitMeanings[EXIT_CODE_COUNT] = {
 };
 // clang-format on
 
+static std::string where;
+
+void sayWhere(const std::string& place) { where = place; }
+
 static void say(const char* format, va_list arguments) {
   char sentence[1024];
   (void)std::vsnprintf(sentence, sizeof sentence, format, arguments);
   // What was listed so far belongs before what is said about it.
   (void)std::fflush(stdout);
   // Names may hold anything: nothing in them may steer the terminal.
-  (void)std::fprintf(stderr, "nas1: %s\n", visible(sentence).c_str());
+  clearProgress();
+  (void)std::fprintf(stderr, "nas1: %s%s\n", where.c_str(), visible(sentence).c_str());
 }
 
 ExitCode complain(ExitCode code, const char* format, ...) {

@@ -10,19 +10,13 @@
 
 #include "calls.h"
 #include "confirm.h"
+#include "module_fields.h"
 #include "nouns.h"
 #include "output.h"
 #include "record_files.h"
 #include "safe_values.h"
 
 namespace {
-
-constexpr char kModuleFile[] = "/etc/admin/module.gdbm";
-
-// What this front end makes of a record's descriptive bytes: the name in a field, then one text.
-constexpr std::size_t kTextOffset = NAS_NAME_SIZE;
-constexpr std::size_t kTextSize = sizeof(ModuleRecord::description) - kTextOffset;
-constexpr std::size_t kCommandSize = sizeof(ModuleRecord::removalCommand);
 
 struct Arguments {
   std::string name;
@@ -47,20 +41,12 @@ std::vector<ModuleRecord> readModules() {
   return records;
 }
 
-std::string nameOf(const ModuleRecord& r) { return {r.description, strnlen(r.description, sizeof r.description)}; }
-
-std::string textOf(const ModuleRecord& r) {
-  return {r.description + kTextOffset, strnlen(r.description + kTextOffset, kTextSize)};
-}
-
-std::string commandOf(const ModuleRecord& r) { return {r.removalCommand, strnlen(r.removalCommand, kCommandSize)}; }
-
 // Finds a module; complains when there is none.
 ExitCode find(ModuleRecord& found) {
   if (const ExitCode fault = checkRecordFile(kModuleFile, Use::read); fault != DONE) return fault;
   for (const ModuleRecord& record : readModules()) {
     found = record;
-    if (nameOf(record) == arguments.name) return DONE;
+    if (moduleName(record) == arguments.name) return DONE;
   }
   return complain(UNKNOWN_OBJECT, "there is no module %s; nas1 module list shows them", arguments.name.c_str());
 }
@@ -74,15 +60,12 @@ ExitCode checkText(const char* what, const std::string& text, std::size_t size) 
 ExitCode add() {
   if (arguments.name.empty()) return complain(USAGE, "the name of the module is empty");
   if (const ExitCode fault = checkText("name", arguments.name, NAS_NAME_SIZE); fault != DONE) return fault;
-  if (const ExitCode fault = checkText("description", arguments.text, kTextSize); fault != DONE) return fault;
-  if (const ExitCode fault = checkText("command", arguments.command, kCommandSize); fault != DONE) return fault;
-  ModuleRecord record = {};
-  (void)arguments.name.copy(record.description, NAS_NAME_SIZE);
-  (void)arguments.text.copy(record.description + kTextOffset, kTextSize);
-  (void)arguments.command.copy(record.removalCommand, kCommandSize);
+  if (const ExitCode fault = checkText("description", arguments.text, kModuleTextSize); fault != DONE) return fault;
+  if (const ExitCode fault = checkText("command", arguments.command, kModuleCommandSize); fault != DONE) return fault;
+  const ModuleRecord record = moduleOf(arguments.name, arguments.text, arguments.command);
   const auto modules = readModules();
-  const auto present =
-      std::find_if(modules.begin(), modules.end(), [](const ModuleRecord& r) { return nameOf(r) == arguments.name; });
+  const auto present = std::find_if(modules.begin(), modules.end(),
+                                    [](const ModuleRecord& r) { return moduleName(r) == arguments.name; });
   if (arguments.replace && present != modules.end() && std::memcmp(&*present, &record, sizeof record) == 0)
     return unchanged();
   if (!arguments.replace && present != modules.end()) {
@@ -97,7 +80,7 @@ ExitCode add() {
 ExitCode del() {
   ModuleRecord record = {};
   if (const ExitCode fault = find(record); fault != DONE) return fault;
-  const std::string command = commandOf(record);
+  const std::string command = moduleCommand(record);
   if (!command.empty()) tell("the module %s is taken out by: %s", arguments.name.c_str(), command.c_str());
   if (!isConfirmed(arguments.yes)) return complain(REFUSED, "nothing was changed");
   if (isOnlyShown("Nas1ModuleDel", {arguments.name})) return DONE;
@@ -109,7 +92,7 @@ ExitCode list() {
   if (const ExitCode fault = checkRecordFile(kModuleFile, Use::read); fault != DONE) return fault;
   Listing listing = {"modules", {"name", "description", "removal_command"}, {}};
   for (const ModuleRecord& record : readModules())
-    listing.rows.push_back({nameOf(record), textOf(record), commandOf(record)});
+    listing.rows.push_back({moduleName(record), moduleText(record), moduleCommand(record)});
   return printListing(arguments.output, listing);
 }
 
@@ -118,7 +101,7 @@ ExitCode show() {
   if (const ExitCode fault = find(record); fault != DONE) return fault;
   return printObject(
       arguments.output, "module",
-      {{"name", nameOf(record)}, {"description", textOf(record)}, {"removal_command", commandOf(record)}});
+      {{"name", moduleName(record)}, {"description", moduleText(record)}, {"removal_command", moduleCommand(record)}});
 }
 
 }  // namespace

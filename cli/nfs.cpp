@@ -5,8 +5,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
-#include <cstring>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,7 +16,6 @@
 #include "record_files.h"
 #include "safe_values.h"
 #include "shares.h"
-#include "suggest.h"
 
 namespace {
 
@@ -29,75 +26,6 @@ struct Arguments {
   Output output;
 };
 Arguments arguments;
-
-// ---- Options, in the words of the export list
-
-struct Option {
-  const char* word;
-  unsigned set;
-  unsigned clear;
-  int Host::*number;  // what the number behind the word is; null: there is none
-};
-
-// clang-format off
-constexpr Option options[] = {
-    {"ro",             0,                    NFS_HOST_WRITE,       nullptr},
-    {"rw",             NFS_HOST_WRITE,       0,                    nullptr},
-    {"root_squash",    NFS_HOST_ROOT_SQUASH, NFS_HOST_ALL_SQUASH,  nullptr},
-    {"no_root_squash", 0,                    NFS_HOST_ROOT_SQUASH, nullptr},
-    {"all_squash",     NFS_HOST_ALL_SQUASH,  NFS_HOST_ROOT_SQUASH, nullptr},
-    {"no_all_squash",  0,                    NFS_HOST_ALL_SQUASH,  nullptr},
-    {"anonuid=",       NFS_HOST_ANONUID,     0,                    &Host::anonuid},
-    {"anongid=",       NFS_HOST_ANONGID,     0,                    &Host::anongid},
-};
-// clang-format on
-
-const Option* findOption(const std::string& word) {
-  const std::string name = word.substr(0, word.find('=') == std::string::npos ? word.size() : word.find('=') + 1);
-  const auto* const found =
-      std::find_if(std::begin(options), std::end(options), [&](const Option& o) { return name == o.word; });
-  return found == std::end(options) ? nullptr : found;
-}
-
-ExitCode unknownOption(const std::string& word) {
-  std::vector<std::string> words;
-  for (const Option& option : options) words.emplace_back(option.word);
-  return complain(USAGE, "there is no option %s%s; nas1 nfs set --help lists them", word.c_str(),
-                  suggestion(word, words).c_str());
-}
-
-ExitCode parseOption(const std::string& word, Host& host) {
-  const Option* const option = findOption(word);
-  if (option == nullptr) return unknownOption(word);
-  host.flags = (host.flags & ~option->clear) | option->set;
-  if (option->number == nullptr) return DONE;
-  const std::string digits = word.substr(std::strlen(option->word));
-  const char* const last = digits.data() + digits.size();
-  const auto [end, error] = std::from_chars(digits.data(), last, host.*option->number);
-  if (error == std::errc() && end == last) return DONE;
-  return complain(USAGE, "%s takes the number of an account, not %s", option->word, digits.c_str());
-}
-
-ExitCode parseOptions(const std::string& words, Host& host) {
-  for (std::size_t at = 0; at <= words.size();) {
-    const std::size_t comma = std::min(words.find(',', at), words.size());
-    if (const ExitCode fault = parseOption(words.substr(at, comma - at), host); fault != DONE) return fault;
-    at = comma + 1;
-  }
-  if (host.has(NFS_HOST_ANONUID | NFS_HOST_ANONGID) && !host.has(NFS_HOST_ALL_SQUASH))
-    return complain(USAGE, "anonuid and anongid are for hosts with all_squash, and %s has it not", host.name.c_str());
-  return DONE;
-}
-
-std::string optionWords(const Host& host) {
-  std::string words = host.has(NFS_HOST_WRITE) ? "rw" : "ro";
-  if (!host.has(NFS_HOST_ALL_SQUASH))
-    return words + (host.has(NFS_HOST_ROOT_SQUASH) ? ",root_squash" : ",no_root_squash");
-  words += ",all_squash";
-  if (host.has(NFS_HOST_ANONUID)) words += ",anonuid=" + std::to_string(host.anonuid);
-  if (host.has(NFS_HOST_ANONGID)) words += ",anongid=" + std::to_string(host.anongid);
-  return words;
-}
 
 // ---- Hosts
 

@@ -3,6 +3,7 @@
 
 #include <nas1api.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,13 @@ struct Host {
 
 // Refuses a host that cannot be stored or would be misread.
 ExitCode checkHost(const Host& host, bool allowUnsafe);
+
+// Its options in the words of the export list, with commas between them. Parsing changes those that are named.
+ExitCode parseOptions(const std::string& words, Host& host);
+std::string optionWords(const Host& host);
+
+// Takes the hosts of a list as it is stored into an empty one. Returns false when it does not hold as many.
+bool takeHosts(const char* entries, std::size_t bytes, int count, std::vector<Host>& hosts);
 
 // Returns false when the list cannot be read, as before there is a first one.
 bool readHosts(const std::string& share, std::vector<Host>& hosts);

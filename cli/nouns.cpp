@@ -25,6 +25,8 @@ constexpr Noun table[] = {
     {"status",   "The appliance on one page",                              registerStatus},
     {"shutdown", "Shut the appliance down",                                registerShutdown},
     {"db",       "Record files: check, repair, compact, back up, restore", registerDb},
+    {"batch",    "Carry out many commands, one a line",                    registerBatch},
+    {"state",    "The whole state as a document: export, import",          registerState},
     {"plan",     "Show what a command would change, and change nothing",   registerPlan},
     {"verify",   "Compare files and daemons with the records; repair them", registerVerify},
     {"completion", "Print the completion of a shell: bash, zsh or fish",   registerCompletion},

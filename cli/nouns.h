@@ -45,3 +45,5 @@ void registerDb(CLI::App& noun, ExitCode& result);
 void registerCompletion(CLI::App& noun, ExitCode& result);
 void registerPlan(CLI::App& noun, ExitCode& result);
 void registerVerify(CLI::App& noun, ExitCode& result);
+void registerBatch(CLI::App& noun, ExitCode& result);
+void registerState(CLI::App& noun, ExitCode& result);

@@ -10,6 +10,7 @@
 #include <iterator>
 
 #include "json_text.h"
+#include "progress.h"
 #include "suggest.h"
 
 namespace {
@@ -107,6 +108,7 @@ Cell secretCell(const Output& output, const std::string& secret) {
 }
 
 ExitCode printListing(const Output& output, const Listing& listing) {
+  clearProgress();
   if (!output.field.empty()) {
     std::size_t index = 0;
     const ExitCode fault = findField(output.field, {listing.fields.begin(), listing.fields.end()}, index);
@@ -138,6 +140,7 @@ ExitCode printListing(const Output& output, const Listing& listing) {
 }
 
 ExitCode printObject(const Output& output, const char* name, const std::vector<NamedCell>& fields) {
+  clearProgress();
   if (!output.field.empty()) {
     std::size_t index = 0;
     std::vector<std::string> names;
@@ -158,7 +161,10 @@ ExitCode printObject(const Output& output, const char* name, const std::vector<N
   return DONE;
 }
 
-void printBare(const Cell& value) { (void)std::puts(asText(value).c_str()); }
+void printBare(const Cell& value) {
+  clearProgress();
+  (void)std::puts(asText(value).c_str());
+}
 
 bool isForPerson(const Output& output) {
   return isOnTerminal() && !output.plain && !output.json && output.field.empty();

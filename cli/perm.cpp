@@ -40,10 +40,6 @@ using Entries = std::vector<PermittedItem>;
 
 // ---- Entries
 
-bool isSameAccount(const PermittedItem& a, const PermittedItem& b) {
-  return isUser(a) == isUser(b) && NasStrCaseCmp(nameOf(a).c_str(), nameOf(b).c_str()) == 0;
-}
-
 bool isSame(const PermittedItem& a, const PermittedItem& b) { return isSameAccount(a, b) && a.rights == b.rights; }
 
 // The order means nothing.
@@ -138,17 +134,6 @@ ExitCode explainChange(const List& list, const PermittedItem& entry, const char*
   return explainFailure(list.file(), Use::change, what.c_str());
 }
 
-// An entry, and a list of them, as they are printed in a call.
-CallArgument described(const PermittedItem& entry) {
-  return describedArgument(std::string(kindOf(entry)) + ":" + nameOf(entry) + "=" + std::to_string(entry.rights));
-}
-
-CallArgument described(const Entries& entries) {
-  std::string words;
-  for (const PermittedItem& entry : entries) words += (words.empty() ? "" : ", ") + described(entry).spelled;
-  return describedArgument(words);
-}
-
 // ---- Verbs
 
 ExitCode add() {
@@ -163,7 +148,8 @@ ExitCode add() {
                     nameOf(entry).c_str());
   }
   for (const PermittedItem& entry : added) {
-    if (isOnlyShown("Nas1AddPermittedItem", {list.share, list.protocol->number, described(entry)})) continue;
+    if (isOnlyShown("Nas1AddPermittedItem", {list.share, list.protocol->number, describedArgument(describe(entry))}))
+      continue;
     if (Nas1AddPermittedItem(list.share, list.protocol->number, &entry) != 0)
       return explainChange(list, entry, "added");
   }
@@ -215,15 +201,7 @@ ExitCode set() {
   const Entries present = list.read();
   const Entries wanted = arguments.only ? given : withChanges(present, given);
   if (areSame(wanted, present)) return unchanged();
-  if (isOnlyShown("Nas1SetPermittedList", {list.share, list.protocol->number, wanted.size(), described(wanted)}))
-    return DONE;
-  // An empty list still needs a place to point at.
-  const PermittedItem none = {};
-  const PermittedItem* const items = wanted.empty() ? &none : wanted.data();
-  const int result = Nas1SetPermittedList(list.share, list.protocol->number, static_cast<int>(wanted.size()), items);
-  // The call does not tell when the record could not be stored.
-  if (result == 0 && areSame(wanted, list.read())) return DONE;
-  return explainFailure(list.file(), Use::change, "the list could not be changed");
+  return storePermissions(list.share, *list.protocol, wanted);
 }
 
 void addRows(const List& list, Listing& listing) {
@@ -276,6 +254,9 @@ ExitCode check() {
   for (const std::string& group : groups) names.push_back(group.c_str());
   names.push_back(nullptr);
 
+  // To AppleTalk whoever is asked about becomes known.
+  if (protocol == PROTO_AFP && isOnlyShown("Nas1CheckPermission", {arguments.share, protocol, arguments.user}))
+    return DONE;
   const long long rights = Nas1CheckPermission(list.share, protocol, arguments.user.c_str(), names.data());
   if (!arguments.output.json) {
     printBare(rights);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "errors.h"
 #include "protocols.h"
 
 inline constexpr Protocol permissionProtocols[] = {
@@ -16,6 +17,22 @@ const char* permissionFile(const Protocol& protocol);
 
 // The entries of a list, as stored; none also when the file cannot be read.
 std::vector<PermittedItem> readPermissions(const std::string& share, const Protocol& protocol);
+
+// Replaces a list. Returns DONE, or complains with the reason.
+ExitCode storePermissions(const std::string& share, const Protocol& protocol,
+                          const std::vector<PermittedItem>& entries);
+
+// The order means nothing: by name, a user before a group.
+void sortPermissions(std::vector<PermittedItem>& entries);
+
+// The same entries in the same order, to the byte.
+bool areIdentical(const std::vector<PermittedItem>& a, const std::vector<PermittedItem>& b);
+
+// The same account: case does not count.
+bool isSameAccount(const PermittedItem& a, const PermittedItem& b);
+
+// An entry as it is printed in a call.
+std::string describe(const PermittedItem& item);
 
 std::string nameOf(const PermittedItem& item);
 

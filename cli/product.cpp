@@ -3,7 +3,6 @@
 #include <nas1api.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <string>
 
 #include "calls.h"
@@ -26,15 +25,6 @@ Arguments arguments;
 constexpr std::size_t kMostCharacters = NAS_PRODUCT_TEXT_SIZE - 1;
 constexpr std::size_t kMostKeyCharacters = 63;
 
-// What the appliance itself keeps in the same file, beside the settings that have a name.
-constexpr const char* ownRecords[] = {"NAS1_SNAPSHOT_CONFIG", "DISK_CONFIG"};
-
-bool isOwnKey(const std::string& key) {
-  const auto settings = configKeys();
-  return std::any_of(settings.begin(), settings.end(), [&](const ConfigKey& k) { return key == k.name; }) ||
-         std::any_of(std::begin(ownRecords), std::end(ownRecords), [&](const char* r) { return key.starts_with(r); });
-}
-
 std::string readText() {
   char text[NAS_PRODUCT_TEXT_SIZE] = {};
   (void)Nas1GetProductConfig(arguments.key.c_str(), text);
@@ -47,7 +37,7 @@ ExitCode checkKey() {
   if (arguments.key.size() > kMostKeyCharacters) {
     return complain(USAGE, "the key has %zu characters; it may have %zu", arguments.key.size(), kMostKeyCharacters);
   }
-  if (isOwnKey(arguments.key)) {
+  if (isOwnRecord(arguments.key)) {
     return complain(REFUSED, "%s is a record of the appliance itself; nas1 config and nas1 snapshot are for those",
                     arguments.key.c_str());
   }

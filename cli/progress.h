@@ -4,6 +4,9 @@
 #include <chrono>
 #include <cstddef>
 
+// Takes the line away that shows it, before something else is written.
+void clearProgress();
+
 class Progress {
  public:
   Progress(const char* name, std::size_t count);
@@ -17,5 +20,5 @@ class Progress {
   const char* const what;
   const std::size_t all;
   const bool shown;
-  std::chrono::steady_clock::time_point last;
+  std::chrono::steady_clock::time_point next;
 };

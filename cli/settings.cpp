@@ -91,6 +91,12 @@ int readSetting(const ConfigKey& key, bool byNumber, Cell& cell) {
   return result;
 }
 
+std::string wordOf(const Cell& cell) {
+  if (const auto* const number = std::get_if<long long>(&cell)) return std::to_string(*number);
+  const auto* const text = std::get_if<std::string>(&cell);
+  return text == nullptr ? "" : *text;
+}
+
 bool isReadOnly(const ConfigKey& key, bool byNumber) {
   return typeOf(key).type == CFG_RECORD || (byNumber && fpConfig[key.number].set == nullptr);
 }
@@ -112,6 +118,11 @@ ExitCode parseSetting(const ConfigKey& key, bool byNumber, const std::string& wo
   if (!byNumber || survivesTrimming(value.number)) return DONE;
   return complain(REFUSED, "%s cannot become %s by its number: a byte of it would be taken for a blank%s", key.name,
                   word.c_str(), key.isNumberedOnly() ? "" : "; set it by its name");
+}
+
+bool fitsNumberedCall(const ConfigKey& key, const SettingValue& value) {
+  if (key.number < 0 || fpConfig[key.number].set == nullptr) return false;
+  return value.isNumber ? survivesTrimming(value.number) : !value.text.starts_with(' ') && !value.text.ends_with(' ');
 }
 
 ExitCode storeSetting(const ConfigKey& key, bool byNumber, const SettingValue& value) {
