@@ -1,11 +1,13 @@
 #include "core/memory.h"
 
 #include <pthread.h>
+#include <sys/single_threaded.h>
 
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 
 #include "core/critical.h"
 
@@ -25,9 +27,16 @@ std::int32_t current_allocated = 0;  // bytes
 std::int32_t max_allocated = 0;      // bytes
 pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 
+// A process without threads goes without the mutex: a walk over a record file would take it four times a record.
 struct Locked {
-  Locked() { sysEnterCritical(&mutex); }
-  ~Locked() { sysExitCritical(&mutex); }
+  const bool shared = __libc_single_threaded == 0;
+
+  Locked() {
+    if (shared) sysEnterCritical(&mutex);
+  }
+  ~Locked() {
+    if (shared) sysExitCritical(&mutex);
+  }
   Locked(const Locked&) = delete;
   Locked& operator=(const Locked&) = delete;
 };
@@ -122,33 +131,37 @@ extern "C" void* sysTraceBuf(const char* file, int line, void* block, std::size_
   return block;
 }
 
-extern "C" void sysFree(const char* file, int line, void* block) {
-  sysEnterCritical(&mutex);
-  if (block == nullptr) {
-    std::printf("MEM_DEBUG[%s,%d]: sysFree ptr== NULL\n", file, line);
-    sysExitCritical(&mutex);
-    return;
-  }
-  std::uint32_t size = 0;
+// Takes a block off the list and frees it; its size, nothing when it is not on the list. Called with the mutex held.
+static std::optional<std::uint32_t> release(void* block) {
   AllocationRecord* const record = unlink(block);
-  if (record != nullptr) {
-    size = record->size;
-    giveBackRecord(record);
-    std::free(block);
-  } else if (head != nullptr) {
-    std::printf("MEM_DEBUG[%s,%d]: try to free unallocated memory!ptr=%08" PRIxPTR "\n", file, line,
-                reinterpret_cast<std::uintptr_t>(block));
-    // The dump takes the mutex itself.
-    sysExitCritical(&mutex);
-    sysPrintMemLink();
-    sysEnterCritical(&mutex);
+  if (record == nullptr) return std::nullopt;
+  const std::uint32_t size = record->size;
+  giveBackRecord(record);
+  std::free(block);
+  return size;
+}
+
+extern "C" void sysFree(const char* file, int line, void* block) {
+  bool dump = false;
+  {
+    const Locked locked;
+    if (block == nullptr) {
+      std::printf("MEM_DEBUG[%s,%d]: sysFree ptr== NULL\n", file, line);
+      return;
+    }
+    const auto size = release(block);
+    if (size && static_cast<std::uint32_t>(current_allocated) < *size) {
+      std::printf("MEM_DEBUG[%s,%d]: sysFree, memory lost, free more than allocated.\n", file, line);
+    } else if (size) {
+      current_allocated -= static_cast<std::int32_t>(*size);
+    } else if (head != nullptr) {
+      std::printf("MEM_DEBUG[%s,%d]: try to free unallocated memory!ptr=%08" PRIxPTR "\n", file, line,
+                  reinterpret_cast<std::uintptr_t>(block));
+      dump = true;
+    }
   }
-  if (static_cast<std::uint32_t>(current_allocated) < size) {
-    std::printf("MEM_DEBUG[%s,%d]: sysFree, memory lost, free more than allocated.\n", file, line);
-  } else {
-    current_allocated -= static_cast<std::int32_t>(size);
-  }
-  sysExitCritical(&mutex);
+  // The dump takes the mutex itself.
+  if (dump) sysPrintMemLink();
 }
 
 extern "C" void sysPrintMemLink() {
