@@ -1,18 +1,19 @@
-#include "bench_support.h"
+#include "bare.h"
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <vector>
 
+#include "harness.h"
 #include "platform/driver_wire.h"
 #include "share/share_database.h"
 
@@ -48,17 +49,22 @@ GDBM_FILE bareOpen(const char* path, int mode) {
   return file;
 }
 
+std::string shareName(int i) {
+  char name[32];
+  (void)std::snprintf(name, sizeof name, "SHARE%05d", i);
+  return name;
+}
+
 void storeShares(int count) {
   GDBM_FILE const file = bareOpen("/etc/admin/share.gdbm", GDBM_WRCREAT);
   for (int i = 0; i < count; ++i) {
-    char name[32];
+    const std::string name = shareName(i);
     char path[64];
-    (void)std::snprintf(name, sizeof name, "SHARE%05d", i);
     const int pathLength = std::snprintf(path, sizeof path, "/volume/v1/Data/SHARE%05d", i);
     std::vector<char> value(sizeof(ShareRecord) + static_cast<std::size_t>(pathLength));
     auto* const record = reinterpret_cast<ShareRecord*>(value.data());
     record->info.size = static_cast<std::uint32_t>(sizeof(ShareInfo)) + static_cast<std::uint32_t>(pathLength);
-    std::strcpy(record->info.name, name);
+    std::strcpy(record->info.name, name.c_str());
     std::strcpy(record->info.comment, "a share to measure with");
     std::memcpy(sharePath(&record->info), path, static_cast<std::size_t>(pathLength) + 1);
     const datum content = {value.data(), static_cast<int>(value.size())};
@@ -102,10 +108,14 @@ std::size_t bareWalk(const char* path) {
   return bytes;
 }
 
-void bareReplace(const char* path, const std::string& key) {
+void bareResize(const char* path, const std::string& key, int more) {
   GDBM_FILE const file = bareOpen(path, GDBM_WRCREAT);
   const datum value = gdbm_fetch(file, textKey(key));
-  if (value.dptr != nullptr) (void)gdbm_store(file, textKey(key), value, GDBM_REPLACE);
+  if (value.dptr != nullptr) {
+    std::string bytes(value.dptr, static_cast<std::size_t>(std::min(value.dsize, value.dsize + more)));
+    if (more > 0) bytes.append(static_cast<std::size_t>(more), '\0');
+    (void)gdbm_store(file, textKey(key), {bytes.data(), static_cast<int>(bytes.size())}, GDBM_REPLACE);
+  }
   std::free(value.dptr);
   (void)gdbm_close(file);
 }
@@ -117,13 +127,40 @@ void bareRemove(const char* path, const std::string& key) {
 }
 
 void bareShell(const char* command) {
-  char name[] = "sh";
-  char option[] = "-c";
-  std::vector<char> text(command, command + std::strlen(command) + 1);
-  char* const arguments[] = {name, option, text.data(), nullptr};
-  pid_t child = 0;
-  if (posix_spawn(&child, "/bin/sh", nullptr, nullptr, arguments, environ) != 0) std::abort();
+  if (startNothing) return;
+  const pid_t child = fork();
+  if (child == 0) {
+    for (int fd = 3; fd < 20; ++fd) (void)close(fd);
+    (void)execl("/bin/sh", "sh", "-c", command, nullptr);
+    _exit(127);
+  }
   (void)waitpid(child, nullptr, 0);
+}
+
+std::vector<char> bareShareList() {
+  std::vector<char> list;
+  list.reserve(bareWalk("/etc/admin/share.gdbm"));
+  GDBM_FILE const file = bareOpen("/etc/admin/share.gdbm", GDBM_READER);
+  datum key = gdbm_firstkey(file);
+  while (key.dptr != nullptr) {
+    const datum value = gdbm_fetch(file, key);
+    const auto* const record = reinterpret_cast<const ShareRecord*>(value.dptr);
+    const auto* const block = reinterpret_cast<const char*>(&record->info);
+    list.insert(list.end(), block, block + record->info.size);
+    std::free(value.dptr);
+    const datum next = gdbm_nextkey(file, key);
+    std::free(key.dptr);
+    key = next;
+  }
+  (void)gdbm_close(file);
+  return list;
+}
+
+void cheapHelpers() {
+  for (const char* const helper : {"/usr/sbin/setquota", "/usr/sbin/exportfs", "/etc/init.d/smb"}) {
+    std::filesystem::remove(helper);
+    std::filesystem::create_symlink("/bin/true", helper);
+  }
 }
 
 void askDriverBare(std::uint32_t request, std::uint32_t replySize) {
