@@ -1,0 +1,86 @@
+// nas1 batch, as a user or a script sees it.
+
+#include "cli/nas1_command.h"
+
+namespace {
+
+struct BatchCommand : ApplianceTest {
+  void SetUp() override {
+    ApplianceTest::SetUp();
+    writeFile("/etc/exports", "");  // the NFS back-end keeps a copy of the old one
+  }
+};
+
+// How often the NFS server was told to read its list again, which it is at every rebuild.
+std::size_t rebuilds() {
+  const Lines all = commands();
+  return static_cast<std::size_t>(std::count_if(
+      all.begin(), all.end(), [](const std::string& c) { return c.find("exportfs") != std::string::npos; }));
+}
+
+}  // namespace
+
+TEST_F(BatchCommand, CommandsAreCarriedOutAndTheDaemonsRebuildOnce) {
+  writeFile("/tmp/password", "secret\n");
+  const std::size_t before = rebuilds();
+  const CommandResult result = nas1({"batch", "-"}, R"(# shares first
+share add music /volume/v1/music --comment "Our \"best\" music"
+
+  share add 'old music' /volume/v1/old # where it went
+perm add music user:anna=2
+user add anna --file /tmp/password
+nfs set music 192.0.2.1=rw
+share add music2 /volume/v1/music2 --dry-run
+share list)");
+  EXPECT_EQ(0, result.exitCode) << result.err;
+  EXPECT_EQ(
+      "Nas1ShareAdd(\"music2\", \"\", \"/volume/v1/music2\")\n"
+      "music\tOur \"best\" music\t/volume/v1/music\n"
+      "old music\t\t/volume/v1/old\n",
+      result.out);
+  const std::size_t one = rebuilds() - before;
+  ASSERT_EQ(0, nas1({"share", "add", "single", "/volume/v1/single"}).exitCode);
+  EXPECT_EQ(one, rebuilds() - before - one) << "as often as for a single share";
+  EXPECT_EQ("secret", nas1Json({"user", "show", "anna", "--with-secrets"})["user"]["password"]);
+  EXPECT_NE(std::string::npos, readFile("/etc/exports").value_or("").find("192.0.2.1"));
+}
+
+TEST_F(BatchCommand, WhatFailsStopsItAndIsNamed) {
+  const struct {
+    int exitCode;
+    const char* said;
+    const char* batch;
+    const char* shares;  // that are there behind it
+  } cases[] = {
+      // Not understood: nothing is done at all.
+      {2, "line 2: there is no noun shar, did you mean share?", "share add a /volume/v1/a\nshar list\n", ""},
+      {2, "line 3: a quote is not closed", "share add a /volume/v1/a\n\nshare add 'b\n", ""},
+      {2, "line 2: The following argument was not expected: --fast", "share add a /volume/v1/a\nshare list --fast\n",
+       ""},
+      {2, "line 2: nas1 batch cannot be part", "share add a /volume/v1/a\nbatch -\n", ""},
+      // Fails when carried out.
+      {3, "line 2: there is no share b", "share add a /volume/v1/a\nshare del b\nshare add c /volume/v1/c\n", "a"},
+      {9, "line 2: the name holds [", "share add a /volume/v1/a\nshare add [ /volume/v1/b\n", "a"},
+      {2, "line 2: standard input holds no password", "share add a /volume/v1/a\nuser add anna\n", "a"},
+  };
+  for (const auto& c : cases) {
+    const CommandResult result = nas1({"batch", "-"}, c.batch);
+    EXPECT_EQ(c.exitCode, result.exitCode) << c.said << ": " << result.err;
+    EXPECT_NE(std::string::npos, result.err.find(c.said)) << c.said << ": " << result.err;
+    EXPECT_EQ(c.shares, nas1({"share", "list"}).out.substr(0, 1)) << c.said;
+    (void)nas1({"share", "del", "a"});
+  }
+}
+
+TEST_F(BatchCommand, KeepsGoingWhenTold) {
+  const std::string lines = "share del none\nshar\nshare add a /volume/v1/a\nuser add 'x\nshare add b /volume/v1/b\n";
+  const CommandResult result = nas1({"batch", "-", "--keep-going"}, lines);
+  EXPECT_EQ(3, result.exitCode) << "of the first that failed";
+  for (const char* const line : {"line 1: ", "line 2: ", "line 4: "})
+    EXPECT_NE(std::string::npos, result.err.find(line)) << result.err;
+  EXPECT_EQ("a\t\t/volume/v1/a\nb\t\t/volume/v1/b\n", nas1({"share", "list"}).out);
+
+  const CommandResult dry = nas1({"batch", "-", "--dry-run"}, "share del a\nshare add c /volume/v1/c\n");
+  EXPECT_EQ("Nas1ShareDel(\"a\")\nNas1ShareAdd(\"c\", \"\", \"/volume/v1/c\")\n", dry.out);
+  EXPECT_EQ("a\t\t/volume/v1/a\nb\t\t/volume/v1/b\n", nas1({"share", "list"}).out);
+}

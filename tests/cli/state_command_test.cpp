@@ -1,0 +1,168 @@
+// nas1 state, as a user or a script sees it.
+
+#include "api/nas1api.h"
+#include "cli/nas1_command.h"
+
+namespace {
+
+struct StateCommand : ApplianceTest {
+  void SetUp() override {
+    ApplianceTest::SetUp();
+    writeFile("/etc/exports", "");  // the NFS back-end keeps a copy of the old one
+  }
+};
+
+constexpr char kFile[] = "/tmp/state.json";
+
+// As on an appliance that was never set up.
+void wipe() {
+  (void)std::system("rm -rf /etc/admin/*.gdbm /volume/v1/* && ipcrm --all=shm");
+  writeFile("/etc/resolv.conf", "");
+}
+
+std::string exported() {
+  const CommandResult result = nas1({"state", "export", "--with-secrets"});
+  EXPECT_EQ(0, result.exitCode) << result.err;
+  return result.out;
+}
+
+// The bytes of all records.
+std::string records() {
+  std::string all;
+  for (const char* const file :
+       {"system", "share", "share_nfs", "user_local", "user_smb", "user_id", "group_id", "passwd", "module"}) {
+    const std::string path = "/etc/admin/" + std::string(file) + ".gdbm";
+    for (const std::string& key : storedKeys(path)) all += key + "=" + storedRecord(path, key).value_or("") + "\n";
+  }
+  return all;
+}
+
+// Something of everything, with names in the code page 932 and numbers that have gaps.
+void fill() {
+  setDefaults("AUTO_HOME=1\nUPS_TIMEOUT=5\nCIFS_CODE_PAGE=850\nNFS_EXPORT_PRIVILEGE=ro\n");
+  writeFile("/tmp/fill",
+            "config set CIFS_CODE_PAGE 932\n"
+            "config set AUTO_HOME 1\n"
+            "config set DEFAULT_USER_QUOTA 7\n"
+            "config set CIFS_SERVER_COMMENT \"two words\"\n"
+            "config set SNMP_CONTACT somebody\n"
+            "config set IP_DNS 192.0.2.53\n"
+            "config set EVENT_ACTION 0x60000020\n"
+            "group add zeta\ngroup add gone\ngroup add \x83\x8f\x83\x56\ngroup quota zeta 12\n"
+            "user add zoe --file /tmp/password\nuser add gone --no-password\n"
+            "user add \x83\x41\x83\x43 --file /tmp/password\nuser add Ben --no-password\nuser add zoe --source cifs\n"
+            "user del gone\ngroup del gone\n"
+            "group join zeta ben\ngroup primary \x83\x8f\x83\x56 ben\nuser quota ben 3\n"
+            "share add '\x83\x5c\x83\x5c' '/volume/v1/\x83\x5c\x83\x5c' --allow-unsafe --comment \x89\xb9\x8ay\n"
+            "share add plain /volume/v1/plain\n"
+            "share passwd plain --read-write --file /tmp/password\n"
+            "perm add plain user:ben=2 group:zeta=1\nperm add plain user:zoe=3 --protocol cifs\n"
+            "nfs set plain 192.0.2.0/24=rw,all_squash,anonuid=99 *.example.org\n"
+            "snapshot set v1 --reserved 33 --schedule 1 2 3 4\n"
+            "product set TINT 'dark blue'\n"
+            "module add wiki --description 'A wiki' --on-removal 'echo gone'\n");
+  writeFile("/tmp/password", "open sesame\n");
+  const CommandResult result = nas1({"batch", "/tmp/fill"});
+  ASSERT_EQ(0, result.exitCode) << result.err;
+}
+
+}  // namespace
+
+TEST_F(StateCommand, ExportWipeImportGivesTheSameExport) {
+  fill();
+  const std::string before = exported();
+  EXPECT_NE(std::string::npos, before.find("\xE3\x83\xAF\xE3\x82\xB7")) << "in UTF-8";
+  writeFile(kFile, before);
+  EXPECT_EQ("nas1: unchanged\n", nas1({"state", "import", kFile, "--allow-unsafe"}).err);
+
+  wipe();
+  const CommandResult imported = nas1({"state", "import", kFile, "--allow-unsafe"});
+  EXPECT_EQ(0, imported.exitCode) << imported.err;
+  EXPECT_EQ("", imported.err);
+  EXPECT_EQ(before, exported());
+  EXPECT_TRUE(exists("/volume/v1/Data/BEN"));
+  EXPECT_EQ("nas1: the record files are sound\n", nas1({"db", "check"}).err);
+  EXPECT_EQ("nas1: unchanged\n", nas1({"state", "import", kFile, "--allow-unsafe"}).err);
+
+  // The same by taking away what is too much, and what was planned is what is done.
+  for (const char* const more : {"share add more /volume/v1/more", "user add newer --no-password", "group add more"})
+    ASSERT_EQ(0, std::system((std::string("nas1 ") + more + " >/dev/null 2>&1").c_str()));
+  ASSERT_EQ(0, std::system("nas1 perm add plain user:newer=1 && nas1 config set UPS_TIMEOUT 9"));
+  const Lines pruning = {"state", "import", kFile, "--allow-unsafe", "--prune"};
+  Lines dry = pruning;
+  dry.emplace_back("--dry-run");
+  const std::string untouched = records();
+  const std::string plan = nas1(dry).out;
+  EXPECT_EQ(untouched, records());
+  EXPECT_NE(std::string::npos, plan.find("Nas1ShareDel(\"more\")\n")) << plan;
+  EXPECT_EQ(plan, nas1(pruning).out);
+  EXPECT_EQ(before, exported());
+}
+
+TEST_F(StateCommand, SecretsAndDefaultsStayOutUnlessWanted) {
+  fill();
+  const Json state = Json::parse(nas1({"state", "export", "--only-changed"}).out, nullptr, false)["state"];
+  EXPECT_EQ(std::string::npos, state.dump().find("sesame"));
+  for (const char* const key : {"CIFS_CODE_PAGE", "EVENT_ACTION", "SNMP_CONTACT", "IP_DNS"})
+    EXPECT_TRUE(state["settings"].contains(key)) << key;
+  for (const char* const key : {"AUTO_HOME", "UPS_TIMEOUT", "UID_START", "CIFS_SERVER_NAME", "ADMIN_PASSWORD"})
+    EXPECT_FALSE(state["settings"].contains(key)) << key;
+
+  // Without passwords, those that are there stay, and nobody new goes without one by accident.
+  writeFile(kFile, nas1({"state", "export"}).out);
+  EXPECT_EQ("nas1: unchanged\n", nas1({"state", "import", kFile, "--allow-unsafe"}).err);
+  ASSERT_EQ(0, nas1({"user", "del", "ben"}).exitCode);
+  const std::string before = records();
+  expectFailure({4, "the user BEN is new", {"state", "import", kFile, "--allow-unsafe"}});
+  EXPECT_EQ(before, records());
+  EXPECT_EQ(0, nas1({"state", "import", kFile, "--allow-unsafe", "--no-passwords"}).exitCode);
+}
+
+TEST_F(StateCommand, WhatIsNotUnderstoodIsRefusedWhole) {
+  fill();
+  (void)exported();  // reading a setting for the first time stores its default
+  const std::string before = records();
+  const struct {
+    int exitCode;
+    const char* said;
+    const char* families;  // of the document
+  } cases[] = {
+      {2, "no JSON from line 2 on", R"("groups": [}])"},
+      {2, "field groups twice", R"("groups": [], "groups": [])"},
+      {2, "state.printers is a field", R"("printers": [])"},
+      {2, "state.groups is no list", R"("groups": {})"},
+      {2, "state.shares[1].colour is a field", R"("shares": [{"name": "plain"}, {"name": "b", "colour": 1}])"},
+      {2, "state.shares[0].name is missing", R"("shares": [{"path": "/volume/v1/b"}])"},
+      {2, "state.shares[0].name has 32 ", R"("shares": [{"name": "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"}])"},
+      {2, "the share b is new", R"("shares": [{"name": "b"}])"},
+      {2, "state.shares[1] is the second", R"("shares": [{"name": "plain"}, {"name": "plain"}])"},
+      {2, "state.shares[0].permissions.cifs[0].rights is no number",
+       R"("shares": [{"name": "plain", "permissions": {"cifs": [{"type": "user", "name": "a", "rights": "1"}]}}])"},
+      {2, "permissions.afp holds the user", R"("shares": [{"name": "plain", "permissions": {"afp": [
+          {"type": "user", "name": "a", "rights": 1}, {"type": "user", "name": "A", "rights": 2}]}}])"},
+      {2, "there is no option sync", R"("shares": [{"name": "plain", "hosts": [{"host": "a", "options": "sync"}]}])"},
+      {9, "state.shares[0].path holds $", R"("shares": [{"name": "b", "path": "/volume/v1/$id"}])"},
+      {9, "TIME_ZONE holds ", R"("settings": {"UPS_SELECTION": 1, "TIME_ZONE": "UTC; id"})"},
+      {5, "state.settings.CPU_SPEED is the appliance's own", R"("settings": {"CPU_SPEED": "fast"})"},
+      {3, "state.settings.UPS is no setting", R"("settings": {"UPS": 1})"},
+      {2, "state.settings.UPS_TIMEOUT is no value", R"("settings": {"UPS_TIMEOUT": "1"})"},
+      {4, "must be different", R"("settings": {"CIFS_SERVER_NAME": "a", "NCP_SERVER_NAME": "a"})"},
+      {3, "in the group NONE", R"("users": [{"name": "ben", "groups": [{"name": "none"}]}])"},
+      {3, "the home share none", R"("users": [{"name": "ben", "home_share": "none"}])"},
+      {2, "more than one primary",
+       R"("users": [{"name": "ben", "groups": [{"name": "a", "primary": true}, {"name": "b", "primary": true}]}])"},
+      {3, "state.users[0].source is none", R"("users": [{"name": "ben", "source": "moon"}])"},
+      {3, "a volume v9", R"("snapshots": [{"volume": "v9", "reserved": 1, "schedule": [0, 0, 0, 0]}])"},
+      {4, "state.products[0].key is that of", R"("products": [{"key": "ADMIN_PASSWORD", "text": "x"}])"},
+  };
+  for (const auto& c : cases) {
+    writeFile(kFile, std::string("{\"schema\": \"nas1/1\",\n\"state\": {") + c.families + "}}");
+    const CommandResult result = nas1({"state", "import", kFile});
+    EXPECT_EQ(c.exitCode, result.exitCode) << c.said << ": " << result.err;
+    EXPECT_NE(std::string::npos, result.err.find(c.said)) << result.err;
+    EXPECT_EQ("", result.out) << c.said;
+  }
+  writeFile(kFile, R"({"schema": "nas1/2", "state": {}})");
+  EXPECT_EQ(2, nas1({"state", "import", kFile}).exitCode);
+  EXPECT_EQ(before, records());
+}
