@@ -1,10 +1,61 @@
 #include "document_fields.h"
 
 #include <algorithm>
+#include <set>
 
 static constexpr char kInHex[] = "_hex";
 
+namespace {
+
+// Looks through a document before it is read: a member that is there twice would be taken for the second one alone.
+struct FirstLook {
+  std::vector<std::set<std::string>> open;  // members of the objects around
+  std::string doubled;
+  std::size_t wrongAt = 0;  // byte, from 1
+
+  static bool null() { return true; }
+  static bool boolean(bool /*value*/) { return true; }
+  static bool number_integer(std::int64_t /*value*/) { return true; }
+  static bool number_unsigned(std::uint64_t /*value*/) { return true; }
+  static bool number_float(double /*value*/, const std::string& /*text*/) { return true; }
+  static bool string(std::string& /*value*/) { return true; }
+  static bool binary(Json::binary_t& /*value*/) { return true; }
+  static bool start_array(std::size_t /*size*/) { return true; }
+  static bool end_array() { return true; }
+  bool start_object(std::size_t /*size*/) {
+    open.emplace_back();
+    return true;
+  }
+  bool end_object() {
+    open.pop_back();
+    return true;
+  }
+  bool key(std::string& name) {
+    if (open.back().insert(name).second) return true;
+    doubled = name;
+    return false;
+  }
+  bool parse_error(std::size_t position, const std::string& /*token*/, const Json::exception& /*error*/) {
+    wrongAt = position;
+    return false;
+  }
+};
+
+}  // namespace
+
 static const Json kNothing = Json::object();
+
+ExitCode parseJson(const std::string& content, Json& document) {
+  FirstLook look;
+  if (Json::sax_parse(content, &look)) {
+    document = Json::parse(content, nullptr, false);
+    return DONE;
+  }
+  if (!look.doubled.empty())
+    return complain(USAGE, "the document has the field %s twice in one object", look.doubled.c_str());
+  const auto end = content.begin() + static_cast<std::ptrdiff_t>(std::min(look.wrongAt, content.size()));
+  return complain(USAGE, "the document is no JSON from line %td on", 1 + std::count(content.begin(), end, '\n'));
+}
 
 std::string Place::spelled() const {
   const std::string before = outer == nullptr ? "" : outer->spelled();

@@ -11,6 +11,9 @@
 #include "json_text.h"
 #include "safe_values.h"
 
+// Parses a document; complains about one that is no JSON or has a member twice in one object.
+ExitCode parseJson(const std::string& content, Json& document);
+
 // Where something stands: a member of an object, or an element of an array.
 struct Place {
   const Place* outer;

@@ -337,41 +337,11 @@ void readFamilies(Reading& reading, Fields& families, State& state) {
   families.finish();
 }
 
-// A member that is there twice would be taken for the second one alone.
-struct DoubledMembers {
-  std::vector<std::set<std::string>> open;
-  std::string found;
-
-  bool see(Json::parse_event_t event, const Json& value) {
-    if (event == Json::parse_event_t::object_start) open.emplace_back();
-    if (event == Json::parse_event_t::object_end) open.pop_back();
-    if (event == Json::parse_event_t::key && !open.back().insert(value.get_ref<const std::string&>()).second &&
-        found.empty())
-      found = value.get_ref<const std::string&>();
-    return true;
-  }
-};
-
-ExitCode parse(const std::string& content, Json& document) {
-  DoubledMembers doubled;
-  try {
-    document =
-        Json::parse(content, [&](int, Json::parse_event_t event, Json& value) { return doubled.see(event, value); });
-  } catch (const Json::parse_error& error) {
-    const auto line =
-        1 + std::count(content.begin(),
-                       content.begin() + static_cast<std::ptrdiff_t>(std::min(error.byte, content.size())), '\n');
-    return complain(USAGE, "the document is no JSON from line %td on", line);
-  }
-  if (doubled.found.empty()) return DONE;
-  return complain(USAGE, "the document has the field %s twice in one object", doubled.found.c_str());
-}
-
 }  // namespace
 
 ExitCode readDocument(const std::string& content, bool allowUnsafe, State& state) {
   Json document;
-  if (const ExitCode fault = parse(content, document); fault != DONE) return fault;
+  if (const ExitCode fault = parseJson(content, document); fault != DONE) return fault;
   if (!document.is_object() || document.value("schema", Json()) != kSchema)
     return complain(USAGE, "the document has not \"schema\": \"%s\", so this version does not understand it", kSchema);
   Reading reading = {allowUnsafe, DONE};
