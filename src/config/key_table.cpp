@@ -168,6 +168,8 @@ static constexpr bool tableIsSound() {
 static_assert(std::size(keyTable) == kKeyCount && keyTable[kKeyCount - 1].name != nullptr, "a row for every key");
 static_assert(tableIsSound());
 
+bool isPlainlyStored(const ConfigKeyEntry& entry) { return entry.set == setStored; }
+
 int findKey(const char* key) {
   for (int row = 0; row < kKeyCount; ++row) {
     if (std::strcmp(keyTable[row].name, key) == 0) return row;

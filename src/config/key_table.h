@@ -16,5 +16,8 @@ struct ConfigKeyEntry {
 
 extern const ConfigKeyEntry keyTable[kKeyCount];
 
+// Whether setting a key does nothing but store it.
+bool isPlainlyStored(const ConfigKeyEntry& entry);
+
 // The row number of a key; -1 for an unknown one.
 int findKey(const char* key);

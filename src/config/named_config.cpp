@@ -7,6 +7,7 @@
 #include "api/nas1api.h"
 #include "config/defaults_file.h"
 #include "config/key_table.h"
+#include "config/stored_values.h"
 #include "events/event_log.h"
 
 static constexpr char kUnit[] = "system.c";
@@ -62,7 +63,9 @@ static int readDefault(const ConfigKeyEntry& entry, int size, void* buffer, int*
   }
   result = convertDefault(entry, text, size, buffer, lengthOut, result);
   // Kept: a refused integer is written back as well, with what the buffer holds.
-  return entry.set == nullptr ? result : entry.set(entry.name, *lengthOut, buffer, keyTable);
+  if (entry.set == nullptr) return result;
+  if (isPlainlyStored(entry)) return keepDefault(entry.name, *lengthOut, buffer);
+  return entry.set(entry.name, *lengthOut, buffer, keyTable);
 }
 
 extern "C" int sysGetConfigEx(const char* key, int size, void* buffer, int* lengthOut) {

@@ -35,6 +35,14 @@ int writeStored(const char* key, int size, const void* value) {
   return 0;
 }
 
+int keepDefault(const char* key, int size, const void* value) {
+  if (size < 0) return -1;
+  const RecordFile settings(kSystemFile, Access::change);
+  if (settings.handle == nullptr) return -1;
+  (void)settings.store(key, value, static_cast<std::size_t>(size), GDBM_INSERT);
+  return 0;
+}
+
 int readStoredText(const char* key, int size, void* buffer, int* lengthOut) {
   if (size <= 0 || buffer == nullptr) return -1;
   const RecordFile settings(kSystemFile, Access::lookup);

@@ -16,6 +16,10 @@ int readStoredText(const char* key, int size, void* buffer, int* lengthOut);
 // null) receives the bytes copied. Returns 0; -1 absent.
 int readStoredInteger(const char* key, int size, void* buffer, int* lengthOut);
 
+// Stores a default under a key that has no value: one that another process has stored meanwhile, or that could not be
+// read, stays. Returns 0, also then; -1 when the file cannot be opened.
+int keepDefault(const char* key, int size, const void* value);
+
 // Stores a text of size bytes; one that does not end with a NUL is stored all the same, with a warning.
 int writeText(const char* key, int size, const void* value);
 
