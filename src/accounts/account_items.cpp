@@ -126,7 +126,7 @@ Lookup readItem(const ItemLayout& layout, const char* key, void* out, int* outSi
   const RecordFile accounts(layout.file, Access::lookup);
   if (accounts.handle == nullptr) return Lookup::noFile;
   const FetchedValue value(kUnit, __LINE__, accounts, key);
-  if (value.data == nullptr) return Lookup::absent;
+  if (value.data == nullptr) return value.unreadable ? Lookup::damaged : Lookup::absent;
   const char* const item = itemIn(layout, value.data, value.bytes);
   if (item == nullptr) return Lookup::damaged;
   std::memcpy(out, item, layout.itemBytes);
@@ -181,6 +181,7 @@ extern "C" int sysCheckCommonItemNotExist(int kind, int source, const char* name
   const RecordFile accounts(itemLayouts[kind].file, Access::lookup);
   if (accounts.handle == nullptr) return -2;
   const FetchedValue value(kUnit, __LINE__, accounts, ItemKey(source, name).text);
+  if (value.unreadable) return -2;
   return value.data != nullptr ? -1 : 0;
 }
 

@@ -45,15 +45,18 @@ std::uint32_t configuredStart(ItemKind kind) {
 // were not reached would be handed out again.
 bool collect(ItemKind kind, const RecordFile& accounts, Identities* found) {
   const ItemLayout& layout = itemLayouts[kind];
+  bool whole = true;
   walkKeys(kUnit, __LINE__, accounts, [&](const FetchedValue& key) {
     const FetchedValue value(kUnit, __LINE__, gdbm_fetch(accounts.handle, key.asDatum()));
+    whole = !value.unreadable;
+    if (!whole) return false;
     const char* const item = itemIn(layout, value.data, value.bytes);
     if (item == nullptr) return true;
     const std::uint32_t index = itemWord(item, layout.id) - static_cast<std::uint32_t>(kFirstId);
     if (index < kRange) found->mark(index);
     return true;
   });
-  return gdbm_last_errno(accounts.handle) == GDBM_ITEM_NOT_FOUND;
+  return whole && gdbm_last_errno(accounts.handle) == GDBM_ITEM_NOT_FOUND;
 }
 
 // Puts what was found into the segment, unless another process has loaded it meanwhile: its newer marks are kept.

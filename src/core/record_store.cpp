@@ -135,21 +135,32 @@ const RecordFile& LookupSeries::next() {
   return *file;
 }
 
-int RecordFile::store(const char* key, const void* value, std::size_t bytes, int how) const {
-  const datum content = {const_cast<char*>(static_cast<const char*>(value)), static_cast<int>(bytes)};
-  return gdbm_store(handle, keyDatum(key), content, how);
+// The result of a change. GDBM calls a change done whose last write, that of the index, has failed; only its error
+// tells.
+static int written(GDBM_FILE handle, int result) {
+  return result == 0 && gdbm_needs_recovery(handle) != 0 ? -1 : result;
 }
 
-int RecordFile::remove(const char* key) const { return gdbm_delete(handle, keyDatum(key)); }
+int RecordFile::store(const char* key, const void* value, std::size_t bytes, int how) const {
+  const datum content = {const_cast<char*>(static_cast<const char*>(value)), static_cast<int>(bytes)};
+  return written(handle, gdbm_store(handle, keyDatum(key), content, how));
+}
+
+int RecordFile::remove(const char* key) const { return written(handle, gdbm_delete(handle, keyDatum(key))); }
 
 datum keyDatum(const char* key) { return {const_cast<char*>(key), static_cast<int>(std::strlen(key) + 1)}; }
 
 FetchedValue::FetchedValue(const char* sourceUnit, int sourceLine, datum fetched)
-    : unit(sourceUnit), line(sourceLine), data(nullptr), bytes(0) {
-  if (fetched.dptr == nullptr) return;
+    : unit(sourceUnit), line(sourceLine), data(nullptr), bytes(0), unreadable(false) {
+  if (fetched.dptr == nullptr) {
+    unreadable = gdbm_errno != GDBM_ITEM_NOT_FOUND;
+    return;
+  }
   bytes = fetched.dsize > 0 ? static_cast<std::size_t>(fetched.dsize) : 0;
   data = static_cast<char*>(sysTraceBuf(unit, line, fetched.dptr, bytes));
-  if (data == nullptr) bytes = 0;
+  if (data != nullptr) return;
+  bytes = 0;
+  unreadable = true;
 }
 
 FetchedValue::~FetchedValue() {

@@ -81,12 +81,14 @@ struct LookupSeries {
 // The datum of a text key as GDBM wants it; GDBM does not change what it points to.
 [[nodiscard]] datum keyDatum(const char* key);
 
-// A datum that GDBM allocated, entered into the tracked allocator while it is held. data is null for a missing record.
+// A datum that GDBM allocated, entered into the tracked allocator while it is held. data is null for a missing record,
+// and for one that could not be read: a change must not take that for a missing one.
 struct FetchedValue {
   const char* const unit;
   const int line;
   char* data;
   std::size_t bytes;
+  bool unreadable;  // there is such a record, but a fault or a lack of memory came in between
 
   // Takes over a datum that a fetch or a key walk returned.
   FetchedValue(const char* sourceUnit, int sourceLine, datum fetched);

@@ -61,6 +61,7 @@ extern "C" int sysAddPermittedItem(const char* share, int protocol, const Permit
   const RecordFile lists(file, Access::change);
   if (lists.handle == nullptr) return -1;
   const FetchedValue old(kUnit, __LINE__, lists, share);
+  if (old.unreadable) return -1;
   std::size_t present = 0;
   if (old.data != nullptr) {
     const auto entries = entriesOf(old);
@@ -88,7 +89,7 @@ static int removeFirst(const char* share, int protocol, Matches matches) {
   const RecordFile lists(file, Access::change);
   if (lists.handle == nullptr) return -1;
   const FetchedValue list(kUnit, __LINE__, lists, share);
-  if (list.data == nullptr) return 0;
+  if (list.data == nullptr) return list.unreadable ? -1 : 0;
   const auto entries = entriesOf(list);
   if (!entries) return -1;
 
