@@ -79,20 +79,22 @@ int addModule(const char* name) {
 
 // clang-format off
 const Call calls[kCallCount] = {
-    {"share-add",      [] { return addShare("NEW"); },                                              "share.gdbm",      false},
-    {"share-mod",      [] { return Nas1ShareMod("S1", "changed", "/volume/v1/other"); },            "share.gdbm",      false},
-    {"share-del",      [] { return Nas1ShareDel("S2"); },                                           "share.gdbm",      false},
-    {"share-password", [] { return Nas1ShareSetPassword("S1", 1, "changed"); },                     "share.gdbm",      false},
+    {"share-add",      [] { return addShare("NEW"); },                                         "share.gdbm",      false, nullptr},
+    {"share-mod",      [] { return Nas1ShareMod("S1", "changed", "/volume/v1/other"); },       "share.gdbm",      false, nullptr},
+    {"share-del",      [] { return Nas1ShareDel("S2"); },                                      "share.gdbm",      false, nullptr},
+    {"share-password", [] { return Nas1ShareSetPassword("S1", 1, "changed"); },                "share.gdbm",      false, nullptr},
     {"permit",         [] { const PermittedItem item = permitted(0, "BOB");
-                            return Nas1AddPermittedItem("S1", PROTO_CIFS, &item); },                "user_smb.gdbm",   false},
+                            return Nas1AddPermittedItem("S1", PROTO_CIFS, &item); },           "user_smb.gdbm",   false, nullptr},
     {"permit-list",    [] { const PermittedItem item = permitted(1, "STAFF");
-                            return Nas1SetPermittedList("S1", PROTO_SYSTEM, 1, &item); },           "user_local.gdbm", true},
-    {"nfs-hosts",      [] { return allowHosts("S1", 4); },                                          "share_nfs.gdbm",  false},
-    {"config",         [] { return NasSetConfig("CIFS_SERVER_COMMENT", 8, "changed"); },            "system.gdbm",     false},
-    {"user-add",       [] { return addUser("CAROL"); },                                             "passwd.gdbm",     false},
-    {"user-del",       [] { char name[] = "BOB"; return Nas1DelUser(PROTO_SYSTEM, name); },         "passwd.gdbm",     false},
-    {"group-del",      [] { char name[] = "STAFF"; return Nas1DelGroup(PROTO_SYSTEM, name); },      "group_id.gdbm",   false},
-    {"module-add",     [] { return addModule("NEW"); },                                             "module.gdbm",     false},
+                            return Nas1SetPermittedList("S1", PROTO_SYSTEM, 1, &item); },      "user_local.gdbm", true,  nullptr},
+    {"nfs-hosts",      [] { return allowHosts("S1", 4); },                                     "share_nfs.gdbm",  true,  nullptr},
+    {"config",         [] { return NasSetConfig("CIFS_SERVER_COMMENT", 8, "changed"); },       "system.gdbm",     true,  nullptr},
+    {"config-read",    [] { char text[64];
+                            return NasGetConfig("CIFS_SERVER_COMMENT", 64, text, nullptr); },  "system.gdbm",     false, nullptr},
+    {"user-add",       [] { return addUser("CAROL"); },                                        "user_id.gdbm",    false, " CAROL"},
+    {"user-del",       [] { char name[] = "BOB"; return Nas1DelUser(PROTO_SYSTEM, name); },    "user_id.gdbm",    false, " BOB"},
+    {"group-del",      [] { char name[] = "STAFF"; return Nas1DelGroup(PROTO_SYSTEM, name); }, "group_id.gdbm",   false, nullptr},
+    {"module-add",     [] { return addModule("NEW"); },                                        "module.gdbm",     false, nullptr},
 };
 // clang-format on
 

@@ -11,8 +11,10 @@ struct Call {
   int (*run)();
   const char* file;   // the record file that decides the result
   bool resultIsFree;  // 0 whatever the store did, by contract
+  const char*
+      inSteps;  // name of the records that are stored in several steps, of which a fault may leave some; or null
 };
-inline constexpr int kCallCount = 12;
+inline constexpr int kCallCount = 13;
 extern const Call calls[kCallCount];
 
 // Fills the record files with shares, accounts, permissions, hosts, modules and settings, and keeps a copy.
