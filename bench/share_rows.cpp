@@ -216,7 +216,7 @@ std::vector<Row> shareRows() {
   }
   for (const int count : kSizes) {
     rows.push_back(rewrite(
-        "exports", count, "1", [] { (void)Update_Export_Conf(); }, exportsBare));
+        "exports", count, "", [] { (void)Update_Export_Conf(); }, exportsBare));
   }
   for (const int count : kSizes) {
     rows.push_back(rewrite("the files of all three back-ends", count, "", rebuild, everyFileBare));
