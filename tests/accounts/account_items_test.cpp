@@ -1,39 +1,29 @@
 #include "accounts/account_items.h"
 
-#include <sys/wait.h>
-
-#include <csignal>
-#include <filesystem>
-
 #include "core/record_store.h"
 #include "stored_accounts.h"
 
 namespace {
 
-using AccountItems = ApplianceTest;
+using AccountItems = AccountTest;
+
+UserItem item;  // what a call gives out where nobody looks at it
+int size;
 
 // The four commands that set a quota, in the order of the volumes.
 Lines quotaCommands(const std::string& account, const std::string& blocks) {
   Lines lines;
-  for (const char* volume : {"v1", "v2", "v3", "v4"}) {
+  for (const char* volume : {"v1", "v2", "v3", "v4"})
     lines.push_back("/usr/sbin/setquota " + account + " " + blocks + " " + blocks + " 0 0 /volume/" + volume);
-  }
   return lines;
-}
-
-Lines operator+(Lines a, const Lines& b) {
-  a.insert(a.end(), b.begin(), b.end());
-  return a;
 }
 
 }  // namespace
 
 TEST_F(AccountItems, GettingAnUnknownAccountMakesIt) {
-  withoutDefaultQuota();
   char name[] = "alice";
   char group[] = "Staff";
   char out[200] = {};
-  int size = 0;
   const UserItem alice = userItem("ALICE", 0, 32768);
   for (int call = 0; call < 2; ++call) {
     ASSERT_EQ(0, Nas1GetUserItem(PROTO_SYSTEM, name, out, &size));
@@ -44,24 +34,19 @@ TEST_F(AccountItems, GettingAnUnknownAccountMakesIt) {
   EXPECT_EQ(recordOf(alice), storedRecord("user_id.gdbm", "ALICE0")) << "36 zero bytes, item, 4 zero bytes";
   ASSERT_EQ(0, Nas1GetUserItem(PROTO_CIFS, name, out, &size));
   EXPECT_EQ((Lines{"ALICE0", "ALICE1"}), storedKeys("user_id.gdbm")) << "two sources, two accounts";
-  EXPECT_EQ(2, Nas1UserItemCount());
   ASSERT_EQ(0, Nas1GetGroupItem(PROTO_SNMP, group, out, &size));
   EXPECT_EQ(48, size);
   EXPECT_EQ(recordOf(groupItem("STAFF", 6, 32768)), storedRecord("group_id.gdbm", "STAFF6"));
   EXPECT_EQ(Lines(), commands());
 
   // Kept: a check takes the name as it is. It makes nothing, and an addition insists on a new name.
-  EXPECT_EQ(0, Nas1CheckUserItem(0, "ALICE", out, &size));
-  EXPECT_EQ(-1, Nas1CheckUserItem(0, "alice", out, &size));
-  EXPECT_EQ(-1, Nas1CheckGroupItem(0, "STAFF", out, &size)) << "of another source";
-  EXPECT_EQ(-1, sysAddUserItem(0, "ALICE", out, &size));
+  EXPECT_EQ((Results{0, -1, -1, -1}),
+            (Results{Nas1CheckUserItem(0, "ALICE", out, &size), Nas1CheckUserItem(0, "alice", out, &size),
+                     Nas1CheckGroupItem(0, "STAFF", out, &size), sysAddUserItem(0, "ALICE", out, &size)}));
   EXPECT_EQ(2, Nas1UserItemCount());
 }
 
 TEST_F(AccountItems, NamesFillTheirFieldAndNoMore) {
-  withoutDefaultQuota();
-  UserItem item = {};
-  int size = 0;
   std::string longest(31, 'N');
   std::string tooLong(32, 'N');
   EXPECT_EQ(0, Nas1GetUserItem(PROTO_SYSTEM, longest.data(), &item, &size));
@@ -76,33 +61,25 @@ TEST_F(AccountItems, NamesFillTheirFieldAndNoMore) {
 }
 
 TEST_F(AccountItems, BadArgumentsAreRefusedAndChangeNothing) {
-  UserItem item = userItem("X", 7, 0);
-  int size = 0;
+  UserItem unknown = userItem("X", 7, 0);
   char name[] = "x";
   char empty[] = "";
-  for (const int source : {7, -1}) {
-    EXPECT_EQ(-1, Nas1GetUserItem(source, name, &item, &size));
-    EXPECT_EQ(-1, Nas1CheckGroupItem(source, name, &item, &size));
-    EXPECT_EQ(-1, sysDelUserItem(source, name));
-  }
-  EXPECT_EQ(-1, Nas1GetUserItem(0, nullptr, &item, &size));
-  EXPECT_EQ(-1, Nas1GetUserItem(0, empty, &item, &size));
-  EXPECT_EQ(-1, Nas1GetUserItem(0, name, nullptr, &size));
-  EXPECT_EQ(-1, Nas1GetUserItem(0, name, &item, nullptr));
-  EXPECT_EQ(-1, Nas1SetUserItem(nullptr));
-  EXPECT_EQ(-1, Nas1SetUserItem(&item));
-  EXPECT_EQ(0, Nas1ListUserItem(0, 1, nullptr, 112));
-  EXPECT_EQ(0, Nas1ListUserItem(0, 1, &item, -1));
+  for (const int source : {7, -1})
+    EXPECT_EQ(Results(3, -1), (Results{Nas1GetUserItem(source, name, &item, &size),
+                                       Nas1CheckGroupItem(source, name, &item, &size), sysDelUserItem(source, name)}));
+  EXPECT_EQ(Results(6, -1), (Results{Nas1GetUserItem(0, nullptr, &item, &size), Nas1GetUserItem(0, empty, &item, &size),
+                                     Nas1GetUserItem(0, name, nullptr, &size), Nas1GetUserItem(0, name, &item, nullptr),
+                                     Nas1SetUserItem(nullptr), Nas1SetUserItem(&unknown)}));
+  EXPECT_EQ(Results(2, 0), (Results{Nas1ListUserItem(0, 1, nullptr, 112), Nas1ListUserItem(0, 1, &item, -1)}));
   EXPECT_STREQ("x", name) << "refused before it is upper-cased";
   EXPECT_EQ(Lines(), storedKeys("user_id.gdbm"));
 }
 
 TEST_F(AccountItems, ANewAccountGetsTheDefaultQuota) {
-  storeNumber("DEFAULT_USER_QUOTA", 5);
-  storeNumber("DEFAULT_GROUP_QUOTA", 4194305);  // megabytes wrap where kilobytes are 32-bit numbers
-  UserItem item = {};
+  setDefaults("");
+  storeWord("DEFAULT_USER_QUOTA", 5);
+  storeWord("DEFAULT_GROUP_QUOTA", 4194305);  // megabytes wrap where kilobytes are 32-bit numbers
   GroupItem group = {};
-  int size = 0;
   setExitStatus("setquota", 1);  // which nobody looks at
   ASSERT_EQ(0, sysGetUserItem(PROTO_SYSTEM, "U", &item, &size));
   EXPECT_EQ(5u, item.quota);
@@ -110,7 +87,7 @@ TEST_F(AccountItems, ANewAccountGetsTheDefaultQuota) {
   EXPECT_EQ(4194305u, group.quota);
   EXPECT_EQ(quotaCommands("-u 32768", "5120") + quotaCommands("-g 32768", "1024"), commands());
 
-  storeNumber("AUTO_SYNC_REMOTE_ACCOUNTS", 1);
+  storeWord("AUTO_SYNC_REMOTE_ACCOUNTS", 1);
   ASSERT_EQ(0, sysGetUserItem(PROTO_CIFS, "V", &item, &size));
   EXPECT_EQ(0u, item.quota) << "a directory keeps it in step";
   EXPECT_EQ(8u, commands().size());
@@ -119,8 +96,8 @@ TEST_F(AccountItems, ANewAccountGetsTheDefaultQuota) {
 }
 
 TEST_F(AccountItems, SettingChangesQuotaAndGroupsAlone) {
-  storeUser(userItem("ALICE", 1, 33000));
-  storeGroup(groupItem("STAFF", 0, 33001));
+  storeItem(userItem("ALICE", 1, 33000));
+  storeItem(groupItem("STAFF", 0, 33001));
   UserItem given = userItem("ALICE", 1, 44444);
   given.size = 7;
   given.groups[0] = 1;
@@ -139,14 +116,11 @@ TEST_F(AccountItems, SettingChangesQuotaAndGroupsAlone) {
 
   given = userItem("NOBODY", 1, 33000);
   EXPECT_EQ(-1, Nas1SetUserItem(&given));
-  EXPECT_TRUE(systemLog().back().starts_with("err Warnning!uid:")) << systemLog().back();
-  EXPECT_TRUE(systemLog().back().ends_with(" No such Data")) << systemLog().back();
+  const std::string told = systemLog().back();
+  EXPECT_TRUE(told.starts_with("err Warnning!uid:") && told.ends_with(" No such Data")) << told;
 }
 
 TEST_F(AccountItems, DeletingFreesTheIdAndClearsTheQuota) {
-  withoutDefaultQuota();
-  UserItem item = {};
-  int size = 0;
   ASSERT_EQ(0, sysAddUserItem(0, "A", &item, &size));
   ASSERT_EQ(0, sysAddUserItem(0, "B", &item, &size));
   item.quota = 9;
@@ -165,27 +139,26 @@ TEST_F(AccountItems, DeletingFreesTheIdAndClearsTheQuota) {
 }
 
 TEST_F(AccountItems, DeletingAGroupTakesItFromTheUsersOfEverySource) {
-  storeGroup(groupItem("GOING", 1, 40000));
+  storeItem(groupItem("GOING", 1, 40000));
   UserItem user = userItem("U", 0, 33000);
   user.groups[1] = 40001;
-  storeUser(user);
+  storeItem(user);
   for (const int slot : {0, 7, 15}) user.groups[slot] = 40000;
   for (const unsigned source : {1u, 6u}) {
     user.source = source;
-    storeUser(user);
+    storeItem(user);
   }
-  EXPECT_EQ(0, sysDelGroupItem(1, "GOING"));
+  EXPECT_EQ((Results{0, -1}), (Results{sysDelGroupItem(1, "GOING"), sysDelGroupItem(1, "GOING")}));
   for (const int slot : {0, 7, 15}) user.groups[slot] = 0;
   for (const int source : {0, 1, 6}) {
     user.source = static_cast<unsigned>(source);
     EXPECT_EQ(bytesOf(user), bytesOf(storedItem<UserItem>("U", source))) << source;
   }
   EXPECT_EQ(8u, commands().size()) << "only users that changed are written back";
-  EXPECT_EQ(-1, sysDelGroupItem(1, "GOING"));
 }
 
 TEST_F(AccountItems, ListsStopAtTheirLimits) {
-  for (unsigned i = 0; i < 5; ++i) storeUser(userItem("U" + std::to_string(i), 0, 32768 + i));
+  for (unsigned i = 0; i < 5; ++i) storeItem(userItem("U" + std::to_string(i), 0, 32768 + i));
   std::vector<UserItem> all(5);
   ASSERT_EQ(5, Nas1ListUserItem(0, 5, all.data(), 5 * 112));
   const struct {
@@ -198,12 +171,10 @@ TEST_F(AccountItems, ListsStopAtTheirLimits) {
     std::string buffer(560, 'x');
     const std::size_t logged = systemLog().size();
     EXPECT_EQ(c.copied, Nas1ListUserItem(c.start, c.count, buffer.data(), c.size)) << name;
-    std::string expected(560, 'x');
-    std::fill_n(expected.begin(), c.size, '\0');
-    for (int i = 0; i < c.copied; ++i) {
-      const auto item = static_cast<std::size_t>(std::max(c.start, 0) + i);
-      expected.replace(static_cast<std::size_t>(i) * 112, 112, bytesOf(all[item]));
-    }
+    std::string expected;
+    for (int i = 0; i < c.copied; ++i) expected += bytesOf(all[static_cast<std::size_t>(std::max(c.start, 0) + i)]);
+    expected.resize(static_cast<std::size_t>(c.size), '\0');
+    expected.resize(560, 'x');
     EXPECT_EQ(expected, buffer) << name;
     EXPECT_EQ(logged + c.complaints, systemLog().size()) << name;
   }
@@ -214,20 +185,15 @@ TEST_F(AccountItems, ADamagedRecordFailsAndIsNeverReadPastItsEnd) {
   UserItem full = userItem("ALICE", 0, 32768);
   full.quota = 1;
   const std::string record = recordOf(full);
-  UserItem item = {};
-  int size = 0;
-  std::string otherSize = record;
-  otherSize[36] = 111;
-  std::string endless = record;
-  std::memset(endless.data() + 36 + 80, 'A', 32);
-  Lines damaged = {otherSize, endless, std::string(152, '\xff')};
+  Lines damaged = {std::string(record).replace(36, 1, 1, 111), std::string(record).replace(36 + 80, 32, 32, 'A'),
+                   std::string(152, '\xff')};
   for (std::size_t length = 1; length < 148; ++length) damaged.push_back(record.substr(0, length));
   for (const std::string& value : damaged) {
     storeRecord("user_id.gdbm", "ALICE0", value);
-    EXPECT_EQ(-1, sysGetUserItem(0, "ALICE", &item, &size)) << value.size();
-    EXPECT_EQ(-1, Nas1SetUserItem(&full)) << value.size();
-    EXPECT_EQ(-1, sysDelUserItem(0, "ALICE")) << value.size();
-    EXPECT_EQ(0, Nas1ListUserItem(0, 1, &item, sizeof item)) << value.size();
+    EXPECT_EQ((Results{-1, -1, -1, 0}),
+              (Results{sysGetUserItem(0, "ALICE", &item, &size), Nas1SetUserItem(&full), sysDelUserItem(0, "ALICE"),
+                       Nas1ListUserItem(0, 1, &item, sizeof item)}))
+        << value.size();
     EXPECT_EQ(value, storedRecord("user_id.gdbm", "ALICE0")) << value.size();
   }
   storeRecord("user_id.gdbm", "ALICE0", record.substr(0, 148));
@@ -237,40 +203,21 @@ TEST_F(AccountItems, ADamagedRecordFailsAndIsNeverReadPastItsEnd) {
 }
 
 TEST_F(AccountItems, AFileThatCannotBeOpenedIsTold) {
-  std::filesystem::create_directory("/etc/admin/user_id.gdbm");
-  UserItem item = userItem("A", 0, 32768);
-  int size = 0;
-  EXPECT_EQ(-2, sysCheckCommonItemNotExist(KIND_USER, 0, "A"));
-  EXPECT_EQ(-2, sysAddUserItem(0, "A", &item, &size));
-  EXPECT_EQ(-1, sysGetUserItem(0, "A", &item, &size));
-  EXPECT_EQ(-1, Nas1CheckUserItem(0, "A", &item, &size));
-  EXPECT_EQ(-1, Nas1SetUserItem(&item));
-  EXPECT_EQ(-1, sysDelUserItem(0, "A"));
-  EXPECT_EQ(0, Nas1ListUserItem(0, 1, &item, sizeof item));
+  blockFile("/etc/admin/user_id.gdbm");
+  UserItem known = userItem("A", 0, 32768);
+  EXPECT_EQ((Results{-2, -2, -1, -1, -1, -1, 0}),
+            (Results{sysCheckCommonItemNotExist(KIND_USER, 0, "A"), sysAddUserItem(0, "A", &item, &size),
+                     sysGetUserItem(0, "A", &item, &size), Nas1CheckUserItem(0, "A", &item, &size),
+                     Nas1SetUserItem(&known), sysDelUserItem(0, "A"), Nas1ListUserItem(0, 1, &item, sizeof item)}));
 }
 
 TEST_F(AccountItems, AnIdStaysMarkedWhenTheRecordCannotBeStored) {
-  withoutDefaultQuota();
-  storeUser(userItem("B", 0, 32768));
-  // A reader elsewhere: this process can read as well, but not write.
-  int ready[2];
-  ASSERT_EQ(0, pipe(ready));
-  const pid_t reader = fork();
-  if (reader == 0) {
-    GDBM_FILE const held = openRecordset("/etc/admin/user_id.gdbm", 0, GDBM_READER, 0665);
-    if (held != nullptr) (void)!write(ready[1], "", 1);
-    (void)pause();
-    _exit(0);
+  storeItem(userItem("B", 0, 32768));
+  {
+    // A reader elsewhere: this process can read as well, but not write.
+    const OtherProcess reader("/etc/admin/user_id.gdbm", GDBM_READER);
+    EXPECT_EQ(-1, sysAddUserItem(0, "A", &item, &size));
   }
-  char byte = 0;
-  ASSERT_EQ(1, read(ready[0], &byte, 1));
-  UserItem item = {};
-  int size = 0;
-  EXPECT_EQ(-1, sysAddUserItem(0, "A", &item, &size));
-  (void)kill(reader, SIGKILL);
-  (void)waitpid(reader, nullptr, 0);
-  (void)close(ready[0]);
-  (void)close(ready[1]);
   EXPECT_EQ((std::set<unsigned>{32768, 32769}), Identities().marked(KIND_USER));
   EXPECT_EQ(0, sysAddUserItem(0, "A", &item, &size));
   EXPECT_EQ(32770u, item.uid);

@@ -1,24 +1,16 @@
 // Many processes at the account files at once, and processes that are killed at any point.
 
-#include <sys/wait.h>
-
-#include <csignal>
-#include <map>
 #include <random>
 
 #include "accounts/identity.h"
+#include "core/record_store.h"
 #include "stored_accounts.h"
 
 namespace {
 
 using Steps = std::minstd_rand;
 
-struct IdentityRaces : ApplianceTest {
-  void SetUp() override {
-    ApplianceTest::SetUp();
-    withoutDefaultQuota();
-  }
-};
+using IdentityRaces = AccountTest;
 
 constexpr int kLost = 255;
 
@@ -44,9 +36,8 @@ int addAndDelete(int process, int steps, std::size_t most) {
       if (sysDelUserItem(PROTO_SYSTEM, mine[at].c_str()) == 0) mine.erase(mine.begin() + static_cast<long>(at));
     }
   }
-  for (const std::string& name : mine) {
+  for (const std::string& name : mine)
     if (sysCheckCommonItemNotExist(KIND_USER, PROTO_SYSTEM, name.c_str()) == 0) return kLost;
-  }
   return refused;
 }
 
@@ -63,7 +54,7 @@ bool intact() {
     UserItem item = {};
     sound = sound && value.dptr != nullptr && value.dsize == 152;
     if (sound) std::memcpy(&item, value.dptr + 36, sizeof item);
-    sound = sound && std::string(key.dptr, static_cast<std::size_t>(key.dsize)) == keyOf(item.name, 0) + '\0';
+    sound = sound && std::string(key.dptr, static_cast<std::size_t>(key.dsize)) == item.name + std::string("0\0", 2);
     next = gdbm_nextkey(file, key);
     std::free(key.dptr);
     std::free(value.dptr);
@@ -85,9 +76,8 @@ pid_t start(int process, int steps, std::size_t most) {
 // The ids of all records; each must be there once and be marked.
 std::set<unsigned> expectDistinctMarkedIds() {
   std::map<unsigned, Lines> owners;
-  for (const std::string& key : storedKeys("user_id.gdbm")) {
+  for (const std::string& key : storedKeys("user_id.gdbm"))
     owners[storedItem<UserItem>(key.substr(0, key.size() - 1), key.back() - '0').uid].push_back(key);
-  }
   (void)sysUserItemCount();
   const std::set<unsigned> marked = Identities().marked(KIND_USER);
   std::set<unsigned> ids;
@@ -104,9 +94,8 @@ std::set<unsigned> expectDistinctMarkedIds() {
 TEST_F(IdentityRaces, EightProcessesEndWithDistinctIdsAndACountThatFits) {
   // The second time the ids reach the end of the range, and every process loads the bitmap again and again.
   for (const unsigned first : {0u, 32212u - 150u}) {
-    ApplianceTest::SetUp();
-    withoutDefaultQuota();
-    storeNumber("UID_START", first);
+    SetUp();
+    storeWord("UID_START", first);
     std::vector<pid_t> processes;
     for (int process = 0; process < 8; ++process) processes.push_back(start(process, 60, 60));
     int refused = 0;
@@ -133,9 +122,8 @@ TEST_F(IdentityRaces, AKilledProcessLeavesNoIdThatIsHandedOutTwice) {
   Steps random(4711);
   bool checked = false;
   for (int round = 0; round < 4 && !checked; ++round) {
-    ApplianceTest::SetUp();
-    withoutDefaultQuota();
-    storeNumber("UID_START", 32212 - 40);
+    SetUp();
+    storeWord("UID_START", 32212 - 40);
     std::vector<pid_t> processes;
     int started = 0;
     for (; started < 4; ++started) processes.push_back(start(started, 100000, 4));

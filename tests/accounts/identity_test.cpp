@@ -1,18 +1,20 @@
 #include "accounts/identity.h"
 
-#include <filesystem>
-
 #include "accounts/membership.h"
 #include "stored_accounts.h"
 
 namespace {
 
-struct IdentityTest : ApplianceTest {
-  void SetUp() override {
-    ApplianceTest::SetUp();
-    withoutDefaultQuota();
-  }
-};
+using IdentityTest = AccountTest;
+
+// The integer that a key of system.gdbm holds; -1 when there is none.
+long storedNumber(const std::string& key) {
+  const auto value = storedRecord("system.gdbm", key);
+  std::uint32_t number = 0;
+  if (!value || value->size() != sizeof number) return -1;
+  std::memcpy(&number, value->data(), sizeof number);
+  return number;
+}
 
 // The id that a new user gets; 0 when it is refused.
 unsigned add(const std::string& name) {
@@ -31,25 +33,18 @@ unsigned addGroup(const std::string& name) {
 
 TEST_F(IdentityTest, IdsGoUpFromTheHintWhichTheKeysRemember) {
   EXPECT_EQ(0, sysUserItemCount());
-  EXPECT_EQ(32768u, add("ONE"));
-  EXPECT_EQ(32769u, add("TWO"));
+  EXPECT_EQ((std::vector{32768u, 32769u}), (std::vector{add("ONE"), add("TWO")}));
   EXPECT_EQ(32768u, addGroup("ONE")) << "groups have ids of their own";
-  EXPECT_EQ(2, storedNumber("UID_START"));
-  EXPECT_EQ(1, storedNumber("GID_START"));
-  EXPECT_EQ(2, sysUserItemCount());
-  EXPECT_EQ(1, sysGroupItemCount());
+  EXPECT_EQ((std::vector{2L, 1L}), (std::vector{storedNumber("UID_START"), storedNumber("GID_START")}));
+  EXPECT_EQ((Results{2, 1}), (Results{sysUserItemCount(), sysGroupItemCount()}));
 
   // At their places in the segment: other builds read them there.
   const Identities ids;
   const auto* const words = reinterpret_cast<const std::uint32_t*>(ids.segment);
-  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(ids.segment);
-  EXPECT_EQ(2u, words[1]);
-  EXPECT_EQ(1u, words[2]);
-  EXPECT_EQ(2u, words[5]);
-  EXPECT_EQ(1u, words[6]);
-  EXPECT_EQ(std::string("\1\1\0", 3), std::string(bytes + 72, bytes + 75));
-  EXPECT_EQ(std::string("\1\0", 2), std::string(bytes + 72 + 32212, bytes + 72 + 32214));
-  EXPECT_EQ(0u, words[0]) << "unlocked";
+  const auto* const bytes = reinterpret_cast<const char*>(ids.segment);
+  EXPECT_EQ((std::vector<unsigned>{0, 2, 1, 2, 1}),
+            (std::vector<unsigned>{words[0], words[1], words[2], words[5], words[6]}));
+  EXPECT_EQ(std::string("\1\1\0\1\0", 5), std::string(bytes + 72, 3) + std::string(bytes + 72 + 32212, 2));
 
   EXPECT_EQ(0, sysDelUserItem(PROTO_SYSTEM, "ONE"));
   EXPECT_EQ(32770u, add("THREE")) << "the hint wins over a lower free id";
@@ -79,9 +74,9 @@ TEST_F(IdentityTest, LoadingCountsTheRecordsAndPicksTheHint) {
       {"ids outside the range", -1, {32767, 64980, 0, 0xFFFFFFFF, 32769}, 1, 2},
   };
   for (const auto& c : cases) {
-    ApplianceTest::SetUp();
-    if (c.start >= 0) storeNumber("UID_START", static_cast<std::uint32_t>(c.start));
-    for (const unsigned uid : c.uids) storeUser(userItem("U" + std::to_string(uid), PROTO_CIFS, uid));
+    SetUp();
+    if (c.start >= 0) storeWord("UID_START", static_cast<std::uint32_t>(c.start));
+    for (const unsigned uid : c.uids) storeItem(userItem("U" + std::to_string(uid), PROTO_CIFS, uid));
     const Identities ids;
     std::memset(ids->bitmaps[KIND_USER], 1, kIdentityRange);  // of an earlier time
     ids->counts[KIND_USER] = 99;
@@ -91,18 +86,16 @@ TEST_F(IdentityTest, LoadingCountsTheRecordsAndPicksTheHint) {
     EXPECT_EQ(static_cast<std::size_t>(c.count), ids.marked(KIND_USER).size()) << c.name;
   }
   // A damaged record is passed over; what follows it counts.
-  ApplianceTest::SetUp();
+  SetUp();
   for (const char* name : {"A", "B", "C", "D"})
-    storeUser(userItem(name, 0, 32700u + static_cast<unsigned char>(*name) * 2));
+    storeItem(userItem(name, 0, 32700u + static_cast<unsigned char>(*name) * 2));
   for (const char* name : {"A0", "C0"}) storeRecord("user_id.gdbm", name, std::string(147, '\x7f'));
   EXPECT_EQ(2, sysUserItemCount());
   EXPECT_EQ(0, sysItemCount(2)) << "there is no third kind";
 }
 
 TEST_F(IdentityTest, ARecreatedSegmentIsLoadedFromTheRecords) {
-  EXPECT_EQ(32768u, add("ONE"));
-  EXPECT_EQ(32769u, add("TWO"));
-  EXPECT_EQ(32770u, add("THREE"));
+  EXPECT_EQ((std::vector{32768u, 32769u, 32770u}), (std::vector{add("ONE"), add("TWO"), add("THREE")}));
   EXPECT_EQ(0, sysDelUserItem(PROTO_SYSTEM, "THREE"));
   (void)shmctl(shmget(ftok("/etc/admin", 'S'), 0, 0), IPC_RMID, nullptr);
   EXPECT_EQ(2, sysUserItemCount());
@@ -111,7 +104,7 @@ TEST_F(IdentityTest, ARecreatedSegmentIsLoadedFromTheRecords) {
 }
 
 TEST_F(IdentityTest, TheHighestIdWrapsTheHintButNotTheKey) {
-  storeNumber("UID_START", 32211);
+  storeWord("UID_START", 32211);
   EXPECT_EQ(64979u, add("LAST"));
   const Identities ids;
   EXPECT_EQ(0u, ids->nextIndexes[KIND_USER]);
@@ -144,14 +137,12 @@ TEST_F(IdentityTest, FreeingIsRefusedOutsideTheRangeAndLoggedForAFreeId) {
   EXPECT_EQ(32768u, add("ONE"));
   EXPECT_EQ(32768u, addGroup("ONE"));
   for (const int id : {100, 32767, 64980, -1}) EXPECT_EQ(-1, Nas1DelUidGid(KIND_USER, id)) << id;
-  EXPECT_EQ(-1, Nas1DelUidGid(2, 32768));
-  EXPECT_EQ(-1, Nas1DelUidGid(-1, 32768));
+  for (const int kind : {2, -1}) EXPECT_EQ(-1, Nas1DelUidGid(kind, 32768)) << kind;
   EXPECT_EQ(Lines(), applianceLog());
   const Identities ids;
   ids->bitmaps[KIND_GROUP][32211] = 7;
-  EXPECT_EQ(0, Nas1DelUidGid(KIND_USER, 32768));
-  EXPECT_EQ(0, Nas1DelUidGid(KIND_USER, 32768));
-  EXPECT_EQ(0, Nas1DelUidGid(KIND_GROUP, 64979));
+  EXPECT_EQ(Results(3, 0), (Results{Nas1DelUidGid(KIND_USER, 32768), Nas1DelUidGid(KIND_USER, 32768),
+                                    Nas1DelUidGid(KIND_GROUP, 64979)}));
   EXPECT_EQ(Lines({"<INFO> [SW]   Del UID_GID[0][0]=0 Errors!", "<INFO> [SW]   Del UID_GID[1][32211]=7 Errors!"}),
             applianceMessages());
   EXPECT_EQ(0, ids->counts[KIND_USER]);
@@ -171,7 +162,7 @@ TEST_F(IdentityTest, HostileWordsInTheSegmentAreNeverFollowed) {
 }
 
 TEST_F(IdentityTest, WithoutTheRecordFileNothingIsLoadedOrHandedOut) {
-  std::filesystem::create_directory("/etc/admin/user_id.gdbm");
+  blockFile("/etc/admin/user_id.gdbm");
   EXPECT_EQ(0, sysUserItemCount());
   EXPECT_EQ(0u, add("ONE"));
   EXPECT_EQ(0, Nas1DelUidGid(KIND_USER, 32768));

@@ -1,32 +1,14 @@
 #include "accounts/local_users.h"
 
-#include <filesystem>
-
 #include "stored_accounts.h"
 
 namespace {
 
-struct LocalUsers : ApplianceTest {
-  void SetUp() override {
-    ApplianceTest::SetUp();
-    withoutDefaultQuota();
-  }
-};
-
-std::string padded(std::string text, std::size_t size) {
-  text.resize(size, '\0');
-  return text;
-}
+using LocalUsers = AccountTest;
 
 // The stored record of a user with these fields.
 std::string passwordRecord(const std::string& password, const std::string& home) {
   return std::string("\x64\0\0\0", 4) + padded(password, 32) + padded(home, 32) + std::string(32, '\0');
-}
-
-Lines lastLines(std::size_t count) {
-  Lines lines = systemLog();
-  lines.erase(lines.begin(), lines.end() - static_cast<long>(std::min(count, lines.size())));
-  return lines;
 }
 
 }  // namespace
@@ -36,7 +18,7 @@ TEST_F(LocalUsers, AddingStoresThePasswordThenTheItem) {
   EXPECT_EQ(passwordRecord("secret", ""), storedRecord("passwd.gdbm", "ALICE"));
   EXPECT_EQ(recordOf(userItem("ALICE", 0, 32768)), storedRecord("user_id.gdbm", "ALICE0"));
   EXPECT_EQ(-1, sysAddUser("ALICE", "other"));
-  EXPECT_EQ(Lines({"err Warnning!key existed for add local user"}), lastLines(1));
+  EXPECT_EQ("err Warnning!key existed for add local user", systemLog().back());
   EXPECT_EQ(passwordRecord("secret", ""), storedRecord("passwd.gdbm", "ALICE"));
 
   EXPECT_EQ(0, sysAddUser("BOB", nullptr));
@@ -44,10 +26,9 @@ TEST_F(LocalUsers, AddingStoresThePasswordThenTheItem) {
   EXPECT_EQ(passwordRecord(std::string(31, 'p'), ""), storedRecord("passwd.gdbm", "CAROL"));
 
   // The record stays when the account item cannot be made.
-  storeUser(userItem("DAVE", 0, 40000));
+  storeItem(userItem("DAVE", 0, 40000));
   EXPECT_EQ(-1, sysAddUser("DAVE", ""));
-  std::filesystem::remove("/etc/admin/user_id.gdbm");
-  std::filesystem::create_directory("/etc/admin/user_id.gdbm");
+  blockFile("/etc/admin/user_id.gdbm");
   EXPECT_EQ(-2, sysAddUser("EVE", ""));
   EXPECT_EQ((Lines{"ALICE", "BOB", "CAROL", "DAVE", "EVE"}), storedKeys("passwd.gdbm"));
 }
@@ -58,14 +39,11 @@ TEST_F(LocalUsers, DeletingTakesBothRecords) {
   EXPECT_EQ(Lines(), storedKeys("passwd.gdbm"));
   EXPECT_EQ(Lines(), storedKeys("user_id.gdbm"));
   EXPECT_EQ(-1, sysDelUser("ALICE"));
-  storeUser(userItem("BOB", 0, 40000));
+  storeItem(userItem("BOB", 0, 40000));
   EXPECT_EQ(0, sysDelUser("BOB")) << "also one that never had a password record";
   EXPECT_EQ(0, sysAddUser("CAROL", ""));
-  std::filesystem::remove("/etc/admin/passwd.gdbm");
-  std::filesystem::create_directory("/etc/admin/passwd.gdbm");
-  EXPECT_EQ(-1, sysDelUser("CAROL"));
-  EXPECT_EQ(-1, sysAddUser("DAVE", ""));
-  EXPECT_EQ(-1, sysSetUserPasswd("CAROL", "x"));
+  blockFile("/etc/admin/passwd.gdbm");
+  EXPECT_EQ(Results(3, -1), (Results{sysDelUser("CAROL"), sysAddUser("DAVE", ""), sysSetUserPasswd("CAROL", "x")}));
   EXPECT_EQ((Lines{"CAROL0"}), storedKeys("user_id.gdbm"));
 }
 
@@ -94,11 +72,10 @@ TEST_F(LocalUsers, FieldsAreReadWithinTheBuffer) {
   char out[32];
   EXPECT_EQ(0, NasGetUserConfig("ALICE", "passwd", sizeof out, out, nullptr));
   EXPECT_EQ(-1, NasGetUserConfig("alice", "passwd", sizeof out, out, nullptr));
+  const std::string told = systemLog().back();
+  EXPECT_TRUE(told.starts_with("err Warnning!nas_passwd:") && told.ends_with(" No such Data for User:alice")) << told;
   EXPECT_EQ(-1, sysSetUserConfig("bob", "home", 32, "x"));
-  const Lines log = lastLines(2);
-  EXPECT_TRUE(log[0].starts_with("err Warnning!nas_passwd:")) << log[0];
-  EXPECT_TRUE(log[0].ends_with(" No such Data for User:alice")) << log[0];
-  EXPECT_TRUE(log[1].ends_with(" No such Data for user:bob")) << log[1];
+  EXPECT_TRUE(systemLog().back().ends_with(" No such Data for user:bob")) << systemLog().back();
 }
 
 TEST_F(LocalUsers, FieldsAreStoredCutAndOthersRefused) {
@@ -115,11 +92,9 @@ TEST_F(LocalUsers, DamagedRecordsFailAtEveryLength) {
   const std::string record = passwordRecord("secret", "home");
   char out[32];
   for (std::size_t length = 1; length < record.size(); ++length) {
-    const std::string cut = record.substr(0, length);
-    storeRecord("passwd.gdbm", "ALICE", cut);
-    EXPECT_EQ(-1, sysGetUserPasswd("ALICE", out, sizeof out)) << length;
-    EXPECT_EQ(-1, sysSetUserPasswd("ALICE", "x")) << length;
-    EXPECT_EQ(cut, storedRecord("passwd.gdbm", "ALICE")) << length;
+    storeRecord("passwd.gdbm", "ALICE", record.substr(0, length));
+    EXPECT_EQ(Results(2, -1), (Results{sysGetUserPasswd("ALICE", out, sizeof out), sysSetUserPasswd("ALICE", "x")}));
+    EXPECT_EQ(record.substr(0, length), storedRecord("passwd.gdbm", "ALICE"));
   }
 }
 
@@ -127,20 +102,16 @@ TEST_F(LocalUsers, PasswordEntriesUpperCaseTheName) {
   EXPECT_EQ(0, sysAddUser("ALICE", "secret"));
   char name[] = "aLice";
   char nobody[] = "bob";
-  char out[40];
-  std::memset(out, 'x', sizeof out);
-  EXPECT_EQ(0, Nas1GetUserPasswd(99, name, out, 33)) << "the source is not looked at";
-  EXPECT_EQ(padded("secret", 33) + std::string(7, 'x'), std::string(out, sizeof out));
+  std::string out(40, 'x');
+  EXPECT_EQ(0, Nas1GetUserPasswd(99, name, out.data(), 33)) << "the source is not looked at";
+  EXPECT_EQ(padded("secret", 33) + std::string(7, 'x'), out);
   EXPECT_STREQ("ALICE", name);
-  EXPECT_EQ(-1, Nas1GetUserPasswd(0, nobody, out, sizeof out));
-  EXPECT_EQ(std::string(40, '\0'), std::string(out, sizeof out)) << "cleared all the same";
-  EXPECT_EQ(-1, Nas1GetUserPasswd(0, nullptr, out, sizeof out));
-  EXPECT_EQ(-1, Nas1GetUserPasswd(0, name, out, 0));
-
+  EXPECT_EQ(-1, Nas1GetUserPasswd(0, nobody, out.data(), 40));
+  EXPECT_EQ(std::string(40, '\0'), out) << "cleared all the same";
   std::strcpy(name, "alice");
   EXPECT_EQ(0, Nas1SetUserPasswd(-1, name, "other"));
   EXPECT_EQ(passwordRecord("other", ""), storedRecord("passwd.gdbm", "ALICE"));
-  EXPECT_EQ(-1, Nas1SetUserPasswd(0, nobody, "x"));
-  EXPECT_EQ(-1, Nas1SetUserPasswd(0, nullptr, "x"));
-  EXPECT_EQ(-1, Nas1SetUserPasswd(0, name, nullptr));
+  EXPECT_EQ(Results(5, -1), (Results{Nas1GetUserPasswd(0, nullptr, out.data(), 40),
+                                     Nas1GetUserPasswd(0, name, out.data(), 0), Nas1SetUserPasswd(0, nobody, "x"),
+                                     Nas1SetUserPasswd(0, nullptr, "x"), Nas1SetUserPasswd(0, name, nullptr)}));
 }

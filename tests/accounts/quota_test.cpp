@@ -1,8 +1,5 @@
 #include "accounts/quota.h"
 
-#include <climits>
-
-#include "api/nas1api.h"
 #include "frame/appliance.h"
 
 using Quota = ApplianceTest;
@@ -13,20 +10,22 @@ TEST_F(Quota, FiguresComeFromTheReportsLine) {
             "     Filesystem  blocks   quota   limit   grace   files   quota   limit   grace\n"
             "      /dev/md0    1023    2047    1024               1       0       0        \n"
             "      /dev/md1*   -2047   4398046511104 x\n");
-  EXPECT_EQ(1, Nas1GetQuota(0, 32768, "/dev/md0", 0)) << "soft limit";
-  EXPECT_EQ(0, Nas1GetQuota(0, 32768, "/dev/md0", 1)) << "in use";
-  EXPECT_EQ(1, Nas1GetQuota(0, 32768, "/dev/md0", 2)) << "hard limit";
-  EXPECT_EQ(-1, sysGetQuota(0, -5, "/dev/md1", 1)) << "rounded towards zero";
-  EXPECT_EQ(INT_MAX, sysGetQuota(0, -5, "/dev/md1", 0)) << "as much as fits";
-  EXPECT_EQ(0, sysGetQuota(0, -5, "/dev/md1", 2)) << "not a number";
-  EXPECT_EQ(0, Nas1GetQuota(0, 32768, "/dev/md2", 0)) << "no such line";
-  EXPECT_EQ((Lines{"/usr/bin/quota -v 32768", "/usr/bin/quota -v 32768", "/usr/bin/quota -v 32768",
-                   "/usr/bin/quota -v -5", "/usr/bin/quota -v -5", "/usr/bin/quota -v -5", "/usr/bin/quota -v 32768"}),
-            commands());
+  const struct {
+    int id;
+    const char* device;
+    int which, figure;  // 0 soft limit, 1 in use, 2 hard limit
+  } cases[] = {{32768, "/dev/md0", 0, 1},      {32768, "/dev/md0", 1, 0}, {32768, "/dev/md0", 2, 1},
+               {32768, "/dev/md2", 0, 0},      {-5, "/dev/md1", 1, -1},  // rounded towards zero
+               {-5, "/dev/md1", 0, INT32_MAX},                           // as much as fits
+               {-5, "/dev/md1", 2, 0}};                                  // not a number
+  for (const auto& c : cases)
+    EXPECT_EQ(Lines{"/usr/bin/quota -v " + std::to_string(c.id)}, commandsOf([&] {
+                EXPECT_EQ(c.figure, Nas1GetQuota(0, c.id, c.device, c.which)) << c.device << c.which;
+              }));
 }
 
 TEST_F(Quota, NothingRunsForOtherFigures) {
-  for (const int which : {3, 8, -1, INT_MIN, INT_MAX}) EXPECT_EQ(0, sysGetQuota(0, 32768, "md0", which)) << which;
+  for (const int which : {3, 8, -1, INT32_MIN, INT32_MAX}) EXPECT_EQ(0, sysGetQuota(0, 32768, "md0", which)) << which;
   EXPECT_EQ(0, Nas1GetQuota(0, 32768, "", 0));
   EXPECT_EQ(0, Nas1GetQuota(0, 32768, nullptr, 0));
   EXPECT_EQ(0, Nas1SetQuota());

@@ -1,8 +1,5 @@
 // The library's surface: what it exports is what the list says, and a C program can use it.
 
-#include <algorithm>
-#include <cstdio>
-
 #include "frame/appliance.h"
 
 extern "C" int useHeaderFromC(void);

@@ -4,7 +4,6 @@
 #include "api/protocol_ops.cpp"
 
 #include <array>
-#include <cstring>
 
 #include <dlfcn.h>
 
@@ -32,8 +31,7 @@ TEST(Broadcast, OnlyTheSystemRowDecidesTheResult) {
     const char* name;
     ProtocolOps rows[3];
     Stop stop;
-    int batch;
-    int result;
+    int batch, result;
     const char* calls;
   } cases[] = {
       {"all succeed", {good, good, good}, Stop::never, 0, 0, "ok ok ok "},
@@ -56,12 +54,13 @@ TEST(Broadcast, OnlyTheSystemRowDecidesTheResult) {
 
 // Every slot holds the function of its row and its own name, or nothing: a line per row, a column per slot.
 TEST(Operations, RowsAreWiredAsTheGridSays) {
+  // clang-format off
   const std::string slots[] = {
-      "Restart",         "DbUpdate",           "ShareAdd",       "ShareDel",         "ShareMod",
-      "ListConnection",  "NetDisconnect",      "SetConfig",      "SysEvent",         "GetGroupList",
-      "GetUserList",     "ListGroups",         "ListMembers",    "GetUserPasswd",    "SetUserPasswd",
+      "Restart", "DbUpdate", "ShareAdd", "ShareDel", "ShareMod", "ListConnection", "NetDisconnect", "SetConfig",
+      "SysEvent", "GetGroupList", "GetUserList", "ListGroups", "ListMembers", "GetUserPasswd", "SetUserPasswd",
       "GetUserListFrom", "GetUserListCountIn", "ShowUserListIn", "GetGroupListFrom", "GetGroupListCountIn",
       "ShowGroupListIn"};
+  // clang-format on
   constexpr std::size_t kFirstRemote = 15;
   const struct {
     std::string prefix;

@@ -1,22 +1,15 @@
 // Shell commands as the library runs them, the checks that entries make on texts, and the start-up.
 
-#include <csignal>
-#include <cstring>
-
 #include <fcntl.h>
-#include <unistd.h>
 
-#include "api/nas1api.h"
 #include "frame/appliance.h"
 
 using Shell = ApplianceTest;
 
 TEST_F(Shell, ACommandsExitCodeIsTheResult) {
-  EXPECT_EQ(255, Nas1System("exit 255"));
-  EXPECT_EQ(127, Nas1System("/no/such/program 2>/dev/null"));
-  EXPECT_EQ(0, Nas1System("kill -9 $$")) << "no exit code at all";
-  EXPECT_EQ(0, Nas1System(""));
-  EXPECT_EQ(-1, Nas1System(nullptr));
+  EXPECT_EQ((Results{255, 127, 0, 0, -1}),  // killed: no exit code at all
+            (Results{Nas1System("exit 255"), Nas1System("/no/such/program 2>/dev/null"), Nas1System("kill -9 $$"),
+                     Nas1System(""), Nas1System(nullptr)}));
   EXPECT_EQ(7, Nas1System(("true " + std::string(100'000, 'x') + "; exit 7").c_str())) << "a long one";
   EXPECT_EQ("heard\n", inChild([] { EXPECT_EQ(0, Nas1System("echo heard >&2; echo unheard")); }).output);
 
@@ -43,11 +36,9 @@ TEST_F(Shell, ACommandInheritsTheEnvironmentButNoRecordFiles) {
 
 TEST_F(Shell, AServiceIsInstalledWhenItsLineSaysYes) {
   writeFile("/etc/service.zelmar", "nfs=yes\nlvm=no\nxftp=yes\nafpd=really yes\nsnmp yes\nweb=no=yes\n");
-  const struct {
-    const char* service;
-    int installed;
-  } cases[] = {{"nfs", 1}, {"lvm", 0}, {"ftp", 0}, {"xftp", 1}, {"afp", 1}, {"snmp", 0}, {"web", 0}, {"none", 0}};
-  for (const auto& c : cases) EXPECT_EQ(c.installed, NasGetServiceInstall(c.service)) << c.service;
+  const std::pair<const char*, int> cases[] = {{"nfs", 1}, {"lvm", 0},  {"ftp", 0}, {"xftp", 1},
+                                               {"afp", 1}, {"snmp", 0}, {"web", 0}, {"none", 0}};
+  for (const auto& [service, installed] : cases) EXPECT_EQ(installed, NasGetServiceInstall(service)) << service;
   const std::string longest(511, 's');
   EXPECT_EQ(0, NasGetServiceInstall(longest.c_str()));
   EXPECT_EQ(SIGABRT, inChild([] { (void)NasGetServiceInstall(nullptr); }).signal);
@@ -62,15 +53,13 @@ TEST(TextChecks, FieldsCountTheNulAndOnlyBlanksAreTrimmed) {
   EXPECT_EQ(1U, Nas1CheckLength(text.c_str(), 32));
   EXPECT_EQ(1U, Nas1CheckLength("", 0));
   EXPECT_EQ(~0U, Nas1CheckLength(nullptr, 32));
-  const struct {
-    const char* text;
-    const char* trimmed;
-  } cases[] = {{"  a b  ", "a b"}, {"    ", ""}, {"", ""}, {" a", "a"}, {"a ", "a"}, {"\t a\t ", "\t a\t"}};
-  for (const auto& c : cases) {
+  const std::pair<const char*, const char*> cases[] = {{"  a b  ", "a b"}, {"    ", ""}, {"", ""},
+                                                       {" a", "a"},        {"a ", "a"},  {"\t a\t ", "\t a\t"}};
+  for (const auto& [whole, trimmed] : cases) {
     char buffer[16];
-    std::strcpy(buffer, c.text);
+    std::strcpy(buffer, whole);
     Nas1Remove_ht_space(buffer);
-    EXPECT_STREQ(c.trimmed, buffer);
+    EXPECT_STREQ(trimmed, buffer);
   }
 }
 
@@ -101,13 +90,12 @@ TEST_F(Shell, TheTextFunctionsFollowTheConfiguration) {
   }
 
   // A change counts at once, by name and by number.
-  int page = 950;
+  int page = 950, coding = 1;
   EXPECT_EQ(0, NasSetConfig("CIFS_CODE_PAGE", sizeof page, &page));
   EXPECT_EQ(950, g_codepage);
   page = 932;
   EXPECT_EQ(0, Nas1SetConfig(5, sizeof page, &page));
   EXPECT_EQ(932, g_codepage);
-  int coding = 1;
   EXPECT_EQ(0, NasSetConfig("CODING_SYSTEM", sizeof coding, &coding));
   EXPECT_FALSE(converts());
   coding = 0;

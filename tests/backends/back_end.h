@@ -1,55 +1,25 @@
 #pragma once
 // What the tests of the back-ends share: which numbers make one act, and how it ends a client's process.
 
-#include <csignal>
-#include <cstdint>
-#include <functional>
-#include <limits>
-#include <string>
-#include <vector>
-
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include "frame/appliance.h"
 
-// The commands that `call` runs. Only for calls that run none in the background.
-inline Lines commandsOf(const std::function<void()>& call) {
-  const std::size_t before = commands().size();
-  call();
-  Lines all = commands();
-  all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(before));
-  return all;
-}
-
-// All numbers that can arrive, ids and row numbers, for which a back-end runs commands, in order: "7: COMMAND;
-// COMMAND".
-inline Lines reactionsOf(int (*setConfig)(int, int, void*), std::uint32_t value) {
-  Lines reactions;
+// All numbers that can arrive, ids and row numbers, for which a back-end runs this command alone.
+inline void expectReactions(int (*setConfig)(int, int, void*), std::uint32_t value, const std::vector<int>& numbers,
+                            const std::string& command) {
   for (int id = -1; id <= 128; ++id) {
-    std::string line;
-    for (const std::string& command : commandsOf([&] { (void)setConfig(id, sizeof value, &value); }))
-      line += (line.empty() ? std::to_string(id) + ": " : "; ") + command;
-    if (!line.empty()) reactions.push_back(line);
+    const bool acts = std::find(numbers.begin(), numbers.end(), id) != numbers.end();
+    EXPECT_EQ(acts ? Lines{command} : Lines{}, commandsOf([&] { (void)setConfig(id, sizeof value, &value); })) << id;
   }
-  return reactions;
 }
 
-// One mode of a restart, what it returns, and the command that it runs (empty: none).
-struct RestartCase {
-  int how;
-  int result;
-  std::string command;
-};
-
-// Looks at the given modes and at some outside of them; a command that ends badly has been run, one that the shell
-// cannot run has not.
-inline void expectRestarts(int (*restart)(int), const std::string& helper, const std::vector<RestartCase>& cases) {
-  for (const int outside : {-1, 4, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()})
-    EXPECT_EQ(Lines{}, commandsOf([&] { EXPECT_EQ(-1, restart(outside)); })) << outside;
-  for (const auto& [how, result, command] : cases) {
-    const Lines expected = command.empty() ? Lines{} : Lines{command};
-    EXPECT_EQ(expected, commandsOf([&, how = how, result = result] { EXPECT_EQ(result, restart(how)); })) << how;
+// Looks at the modes 0 to 3 of a restart and at some outside of them: the command that each runs; null where it runs
+// none and fails. A command that ends badly has been run, one that the shell cannot run has not.
+inline void expectRestarts(int (*restart)(int), const std::string& helper, const std::vector<const char*>& ran) {
+  for (const int how : {0, 1, 2, 3, -1, 4, INT32_MIN, INT32_MAX}) {
+    const char* const command = how >= 0 && how < 4 ? ran[static_cast<std::size_t>(how)] : nullptr;
+    EXPECT_EQ(command == nullptr ? Lines{} : Lines{command},
+              commandsOf([&] { EXPECT_EQ(command == nullptr ? -1 : 0, restart(how)); }))
+        << how;
   }
   setExitStatus(helper, 1);
   EXPECT_EQ(0, restart(0)) << "the command ended badly";
@@ -57,19 +27,26 @@ inline void expectRestarts(int (*restart)(int), const std::string& helper, const
   EXPECT_EQ(-1, restart(0)) << "the shell found nothing to run";
 }
 
-// Starts a process, hands it to `end`, and returns the signal that ended it; 0 when it is still there after 5 s.
+// Starts a process, hands it to `end`, and returns the signal that ended it; 0 when it is still there after a while.
 inline int signalThatEnds(const std::function<void(pid_t)>& end) {
-  const pid_t pid = fork();
-  if (pid == 0) {
+  Processes client;
+  client.start([] {
     for (;;) (void)pause();
-  }
+  });
+  const pid_t pid = client.pids[0];
   end(pid);
   int status = 0;
-  for (int waitedMs = 0; waitedMs < 5000; ++waitedMs) {
-    if (waitpid(pid, &status, WNOHANG) == pid) return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-    (void)usleep(1000);
-  }
-  (void)kill(pid, SIGKILL);
-  (void)waitpid(pid, &status, 0);
+  if (comes([&] { return waitpid(pid, &status, WNOHANG) == pid; })) return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+  client.stop();
   return 0;
+}
+
+// The same for a client in a protocol's connection table, which it leaves.
+inline void expectDisconnectEnds(int protocol, int signal) {
+  EXPECT_EQ(signal, signalThatEnds([=](pid_t pid) {
+              const ConnectionRecord record = {.pid = pid, .time = 0, .data = {}};
+              EXPECT_EQ(0, Nas1AddConnection(protocol, &record));
+              EXPECT_EQ(0, Nas1NetDisconnect(protocol, 0, pid));
+            }));
+  EXPECT_EQ(0, Nas1ConnectionCount(protocol));
 }

@@ -2,10 +2,6 @@
 
 #include "backends/cifs.h"
 
-#include <algorithm>
-#include <cstring>
-
-#include "api/nas1api.h"
 #include "backends/back_end.h"
 
 namespace {
@@ -24,10 +20,6 @@ class Cifs : public ApplianceTest {
     for (const char* daemon : {"smbd", "nmbd"}) writeFile(pidFile(daemon), "4711\n");
   }
 };
-
-void add(std::string name, const char* comment, const char* path) {
-  EXPECT_EQ(0, Nas1ShareAdd(name.data(), comment, path));
-}
 
 Lines smb(const char* action) { return {std::string("/etc/init.d/smb ") + action}; }
 
@@ -67,19 +59,18 @@ TEST_F(Cifs, TheShareListIsWrittenWholeAndReloaded) {
   EXPECT_EQ(kHeader, readFile(kConf)) << "no shares";
 
   EXPECT_EQ(0, EnableNas1ShareBatch(1));
-  add("second one", "", "/volume/v1/a path");
-  add("First", "about it", "/volume/v1/first");
-  add("third", "50% [off]", "/volume/v2/%s");
-  char list[1000];
-  ASSERT_EQ(3, Nas1ShareList(0, 3, list, sizeof list));
-  std::string expected = kHeader;
-  for (const char* next = list; next < list + sizeof list && *next != '\0';) {
-    const auto* const share = reinterpret_cast<const ShareInfo*>(next);
-    expected +=
-        std::string("[") + share->name + "]\n    comment = " + share->comment + "\n    path = " + share->path + "\n\n";
-    next += share->size;
+  std::map<std::string, std::string> sections;
+  for (const auto& [name, comment, path] : {std::tuple("second one", "", "/volume/v1/a path"),
+                                            {"First", "about it", "/volume/v1/first"},
+                                            {"third", "50% [off]", "/volume/v2/%s"}}) {
+    std::string copy = name;
+    EXPECT_EQ(0, Nas1ShareAdd(copy.data(), comment, path));
+    sections[name] = "[" + copy + "]\n    comment = " + comment + "\n    path = " + path + "\n\n";
   }
-  EXPECT_NE(std::string::npos, expected.find("[second one]\n    comment = \n    path = /volume/v1/a path\n\n"));
+  std::string expected = kHeader;
+  char share[1000];
+  for (int i = 0; Nas1ShareList(i, 1, share, sizeof share) == 1; ++i)
+    expected += sections[reinterpret_cast<const ShareInfo*>(share)->name];
   const std::function<int()> calls[] = {cifsDbUpdate, [] { return cifsShareAdd("x", "", "/x"); },
                                         [] { return cifsShareDel("x"); }, [] { return cifsShareMod("x", "", "/x"); }};
   for (const auto& call : calls) {
@@ -101,9 +92,8 @@ TEST_F(Cifs, TheShareListIsWrittenWholeAndReloaded) {
 TEST_F(Cifs, ModesRunTheInitScriptOfARunningSamba) {
   setExitStatus("smb", 1);  // how the script ends does not count
   const char* const actions[] = {"start", "stop", "restart", "reload"};
-  for (int mode = 0; mode < 4; ++mode) {
+  for (int mode = 0; mode < 4; ++mode)
     EXPECT_EQ(smb(actions[mode]), commandsOf([=] { EXPECT_EQ(1, cifsRestart(mode)); })) << mode;
-  }
   for (const int mode : {4, -1, INT32_MIN}) EXPECT_EQ(1, cifsRestart(mode)) << mode;
   EXPECT_EQ(4U, commands().size());
 
@@ -127,21 +117,15 @@ TEST_F(Cifs, ModesRunTheInitScriptOfARunningSamba) {
 }
 
 TEST_F(Cifs, ItsOwnSettingsRestartIt) {
-  Lines expected = {"0: /sbin/set_hostname.sh; /etc/init.d/smb restart"};
-  for (const char* id : {"3", "5", "6", "19", "30", "78", "101"}) {
-    expected.push_back(std::string(id) + ": /etc/init.d/smb restart");
-  }
-  EXPECT_EQ(expected, reactionsOf(cifsSetConfig, 1));
+  const auto withoutName = [](int id, int size, void* value) { return id == 0 ? 0 : cifsSetConfig(id, size, value); };
+  expectReactions(withoutName, 1, {3, 5, 6, 19, 30, 78, 101}, "/etc/init.d/smb restart");
+  char name[] = "NAME";
+  EXPECT_EQ(Lines{"/sbin/set_hostname.sh"} + smb("restart"),
+            commandsOf([&] { (void)cifsSetConfig(0, sizeof name, name); }));
 }
 
 TEST_F(Cifs, DisconnectingEndsTheClientsProcess) {
-  ConnectionRecord record = {};
-  EXPECT_EQ(SIGTERM, signalThatEnds([&](pid_t pid) {
-              record.pid = pid;
-              (void)Nas1AddConnection(PROTO_CIFS, &record);
-              EXPECT_EQ(0, Nas1NetDisconnect(PROTO_CIFS, 0, pid));
-            }));
-  EXPECT_EQ(0, Nas1ConnectionCount(PROTO_CIFS));
+  expectDisconnectEnds(PROTO_CIFS, SIGTERM);
   EXPECT_EQ(SIGTERM, signalThatEnds([](pid_t pid) { EXPECT_EQ(0, cifsNetDisconnect(99, pid)); })) << "not in the table";
   for (const int pid : {0, -1}) EXPECT_EQ(0, cifsNetDisconnect(0, pid)) << "several processes at once: none of them";
 }
@@ -153,10 +137,11 @@ TEST_F(Cifs, ControllerCommandsGetTheNameQuoted) {
       {"listpdcusers", [](char* server) { return Nas1GetUserListFromRemoteServer(PROTO_CIFS, server); }},
       {"listpdcgroups", [](char* server) { return Nas1GetGroupListFromRemoteServer(PROTO_CIFS, server); }}};
   for (const auto& [program, call] : cases) {
-    const Lines command = {"/bin/" + program + " My PDC"};
-    EXPECT_EQ(command, commandsOf([&, &run = call] { EXPECT_EQ(0, run(name)); }));
-    setExitStatus(program, 2);
-    EXPECT_EQ(command, commandsOf([&, &run = call] { EXPECT_EQ(-1, run(name)); }));
+    for (const int status : {0, 2}) {
+      setExitStatus(program, status);
+      EXPECT_EQ(Lines{"/bin/" + program + " My PDC"},
+                commandsOf([&, &run = call] { EXPECT_EQ(status == 0 ? 0 : -1, run(name)); }));
+    }
     EXPECT_EQ(-1, call(nullptr));
   }
 }
@@ -170,10 +155,7 @@ TEST_F(Cifs, NamesOfTheListFilesAreCountedAndShown) {
   }
   EXPECT_EQ(0, Nas1GetUserListCountInRemoteServer(PROTO_CIFS));
   EXPECT_EQ(0, Nas1GetGroupListCountInRemoteServer(PROTO_CIFS));
-  writeFile(kGroups, "2\nG1\nG2\n");
-  EXPECT_EQ(2, Nas1GetGroupListCountInRemoteServer(PROTO_CIFS));
-  EXPECT_EQ((Lines{"G1", "G2"}), shown(cifsShowGroupListInPDC, 2));
-
+  const std::string most(79, 'x');
   const std::pair<std::string, Lines> cases[] = {
       {"2\nALICE\nBOB B", {"ALICE", "BOB B"}},  // nothing is lost without a newline
       {"", {}},
@@ -181,14 +163,17 @@ TEST_F(Cifs, NamesOfTheListFilesAreCountedAndShown) {
       {"-3\nA\n", {}},
       {" 1 or so\nA\nB\n", {"A"}},
       {"3\nA\n\n", {"A", "", ""}},
-      {"2\n" + std::string(79, 'x') + "\nB\n", {std::string(79, 'x'), "B"}},
-      {"2\n" + std::string(500, 'x') + "\nB\n", {std::string(79, 'x'), "B"}},
+      {"2\n" + most + "\nB\n", {most, "B"}},
+      {"2\n" + std::string(500, 'x') + "\nB\n", {most, "B"}},
   };
   for (const auto& [file, names] : cases) {
     writeFile(kUsers, file);
     EXPECT_EQ(static_cast<int>(names.size()), Nas1GetUserListCountInRemoteServer(PROTO_CIFS)) << file;
     EXPECT_EQ(names, shown(cifsShowUserListInPDC, names.size())) << file;
   }
+  writeFile(kGroups, "2\nG1\nG2\n");
+  EXPECT_EQ(2, Nas1GetGroupListCountInRemoteServer(PROTO_CIFS));
+  EXPECT_EQ((Lines{"G1", "G2"}), shown(cifsShowGroupListInPDC, 2));
 }
 
 TEST_F(Cifs, ControllerAccountsAreListedAsItems) {
@@ -198,9 +183,7 @@ TEST_F(Cifs, ControllerAccountsAreListedAsItems) {
   constexpr int kItem = sizeof(UserItem);
   const struct {
     std::string file;
-    int start;
-    int count;
-    int room;
+    int start, count, room;
     Lines names;
   } cases[] = {
       {three, 0, 5, 10 * kItem, {"A", "B", cut}},
@@ -231,7 +214,7 @@ TEST_F(Cifs, ControllerAccountsAreListedAsItems) {
 TEST_F(Cifs, CountingRefreshesTheListOfTheConfiguredController) {
   writeFile(kUsers, "7\n");
   writeFile(kGroups, "9\n");
-  storeRecord("system.gdbm", "CIFS_PDC_NAME", std::string("PDC 1\0", 6));
+  storeText("CIFS_PDC_NAME", "PDC 1");
   char buffer[8] = "buffer";
   EXPECT_EQ(7, Nas1GetUserList(PROTO_CIFS, 0, 0, buffer, sizeof buffer));
   EXPECT_EQ(9, Nas1GetGroupList(PROTO_CIFS, 0, 5, nullptr, 100));
@@ -240,22 +223,23 @@ TEST_F(Cifs, CountingRefreshesTheListOfTheConfiguredController) {
   (void)listed<UserItem>(cifsGetUserList, 0, 1, 200);
   EXPECT_EQ((Lines{"/sbin/setnas 600 1 PDC 1", "/sbin/setnas 700 1 PDC 1", "/sbin/setnas 600 1 PDC 1"}), commands());
   setExitStatus("setnas", 1);
-  EXPECT_EQ(-1, cifsGetUserList(0, -1, nullptr, 0));
-  EXPECT_EQ(-1, cifsGetGroupList(0, -1, nullptr, 0));
+  EXPECT_EQ(Results(2, -1), (Results{cifsGetUserList(0, -1, nullptr, 0), cifsGetGroupList(0, -1, nullptr, 0)}));
   (void)unlink("/etc/admin/system.gdbm");
   (void)unlink("/etc/default.zelmar");
   EXPECT_EQ(Lines{}, commandsOf([] { EXPECT_EQ(7, cifsGetUserList(0, -1, nullptr, 0)); })) << "no controller known";
 }
 
 TEST_F(Cifs, FormattingIsBounded) {
-  char buffer[6];
-  const auto formatted = [&](int max, const char* text) {
-    std::memset(buffer, 'u', sizeof buffer);
-    const int length = cifs_slprintf(buffer, max, "%s", text);
-    return std::to_string(length) + " " + std::string(buffer, sizeof buffer);
-  };
-  EXPECT_EQ(std::string("4 abcd\0u", 8), formatted(4, "abcd"));
-  EXPECT_EQ(std::string("-1 abcd\0u", 9), formatted(4, "abcde"));
-  EXPECT_EQ(std::string("-1 \0uuuuu", 9), formatted(0, "a"));
-  EXPECT_EQ("-1 uuuuuu", formatted(-1, "a"));
+  const struct {
+    int max;
+    const char* text;
+    int length;
+    const char* buffer;
+  } cases[] = {
+      {4, "abcd", 4, "abcd\0u"}, {4, "abcde", -1, "abcd\0u"}, {0, "a", -1, "\0uuuuu"}, {-1, "a", -1, "uuuuuu"}};
+  for (const auto& c : cases) {
+    std::string buffer(6, 'u');
+    EXPECT_EQ(c.length, cifs_slprintf(buffer.data(), c.max, "%s", c.text)) << c.max;
+    EXPECT_EQ(std::string(c.buffer, 6), buffer) << c.max;
+  }
 }

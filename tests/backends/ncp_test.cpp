@@ -1,7 +1,6 @@
 #include "backends/ncp.h"
 
 #include "accounts/account_items.h"
-#include "api/nas1api.h"
 #include "backends/back_end.h"
 
 using Ncp = ApplianceTest;
@@ -9,26 +8,17 @@ using Ncp = ApplianceTest;
 static constexpr char kAddressFile[] = "/mnt/param/nw/ipxaddr_temp";
 static constexpr char kUserFile[] = "/mnt/param/nw/binderyuser";
 static constexpr char kGroupFile[] = "/mnt/param/nw/binderygroup";
-
-static void configureBindery(std::string name) {
-  name.resize(NAS_NAME_SIZE);
-  ASSERT_EQ(0, fpConfig[7].set(NAS_NAME_SIZE, name.data()));
-}
+static const std::string fetch = "/usr/sbin/nwgetlistfrBind.sh OFFICE";
 
 TEST_F(Ncp, ModesRunTheInitScript) {
-  expectRestarts(ncpRestart, "mars",
-                 {{0, 0, "/etc/rc.d/init.d/mars start"},
-                  {1, 0, "/etc/rc.d/init.d/mars stop"},
-                  {2, 0, "/etc/rc.d/init.d/mars restart"},
-                  {3, -1, ""}});
+  expectRestarts(
+      ncpRestart, "mars",
+      {"/etc/rc.d/init.d/mars start", "/etc/rc.d/init.d/mars stop", "/etc/rc.d/init.d/mars restart", nullptr});
 }
 
 TEST_F(Ncp, ItsOwnSettingsRestartIt) {
   const std::string restart = "/etc/rc.d/init.d/mars restart";
-  Lines expected;
-  for (const char* id : {"1", "7", "20", "32", "72", "73"}) expected.push_back(std::string(id) + ": " + restart);
-  EXPECT_EQ(expected, reactionsOf(ncpSetConfig, 1));
-
+  expectReactions(ncpSetConfig, 1, {1, 7, 20, 32, 72, 73}, restart);
   // By name, the row's number arrives: 7 is both the row and the id of the bindery server, 33 is no id of NCP's.
   char name[NAS_NAME_SIZE] = "OFFICE";
   int on = 1;
@@ -44,15 +34,13 @@ TEST_F(Ncp, FetchingUsersConnectsFromOneAddressToTheOther) {
   writeFile(kAddressFile, "0000000A00C0DF123456\n00000b0c00c0df654321 and more");
   EXPECT_EQ(0, Nas1GetUserListFromRemoteServer(PROTO_NCP, server));
   EXPECT_STREQ("OFFICE", server);
-  EXPECT_EQ((Lines{"/usr/sbin/nwgetlistfrBind.sh OFFICE",
-                   "/usr/sbin/nwclient 00.00.00.0A:00.C0.DF.12.34.56:19.99 00.00.0b.0c:00.c0.df.65.43.21:04.51"}),
-            commands());
-
+  EXPECT_EQ(
+      (Lines{fetch, "/usr/sbin/nwclient 00.00.00.0A:00.C0.DF.12.34.56:19.99 00.00.0b.0c:00.c0.df.65.43.21:04.51"}),
+      commands());
   setExitStatus("nwclient", 3);
   EXPECT_EQ(-1, ncpGetUserListFromBindery(server));
   setExitStatus("nwgetlistfrBind.sh", 1);
-  EXPECT_EQ((Lines{"/usr/sbin/nwgetlistfrBind.sh OFFICE"}),
-            commandsOf([&] { EXPECT_EQ(-1, ncpGetUserListFromBindery(server)); }));
+  EXPECT_EQ(Lines{fetch}, commandsOf([&] { EXPECT_EQ(-1, ncpGetUserListFromBindery(server)); }));
   EXPECT_EQ(
       (Lines{"<ERR>  [NCP]  Connect to Bindery Server failed", "<ERR>  [NCP]   IPX address or Server Name error"}),
       applianceMessages());
@@ -62,51 +50,38 @@ TEST_F(Ncp, FetchingUsersConnectsFromOneAddressToTheOther) {
 
 TEST_F(Ncp, AnAddressFileThatIsNoneReachesNoCommand) {
   const std::string whole = "0000000A00C0DF123456\n";
-  const std::string cases[] = {"",
-                               "\n\n",
-                               whole,
-                               whole + "0000000A00C0DF12345\n",
-                               "0000000A00C0DF12345\n" + whole,
-                               whole + "0000000A00C0DF1234;x\n",
-                               whole + std::string(19, '0') + '\0' + "00\n",
-                               std::string(200, ' ') + whole};
   char server[] = "OFFICE";
   EXPECT_EQ(-1, ncpGetUserListFromBindery(server)) << "no file";
-  for (const std::string& content : cases) {
+  for (const std::string& content : {std::string(), std::string("\n\n"), whole, whole + "0000000A00C0DF12345\n",
+                                     "0000000A00C0DF12345\n" + whole, whole + "0000000A00C0DF1234;x\n",
+                                     whole + std::string(19, '0') + '\0' + "00\n", std::string(200, ' ') + whole}) {
     writeFile(kAddressFile, content);
-    EXPECT_EQ(Lines{"/usr/sbin/nwgetlistfrBind.sh OFFICE"},
-              commandsOf([&] { EXPECT_EQ(-1, ncpGetUserListFromBindery(server)); }))
-        << content;
+    EXPECT_EQ(Lines{fetch}, commandsOf([&] { EXPECT_EQ(-1, ncpGetUserListFromBindery(server)); })) << content;
   }
   // A line beyond the limit is still one line.
   writeFile(kAddressFile, "0000000A00C0DF123456" + std::string(200, ' ') + "\n0000000A00C0DF123456");
   EXPECT_EQ(0, ncpGetUserListFromBindery(server));
 }
 
-TEST_F(Ncp, CountingRefreshesUsersAndGroupsDifferently) {
-  configureBindery("office");
+TEST_F(Ncp, ListsAreItemsOfTheConfiguredBindery) {
+  std::string name = padded("office", NAS_NAME_SIZE);
+  ASSERT_EQ(0, fpConfig[7].set(NAS_NAME_SIZE, name.data()));
   EXPECT_EQ(-1, Nas1GetGroupList(PROTO_NCP, 0, 0, nullptr, 0)) << "no list file";
   writeFile(kAddressFile, "0000000A00C0DF123456\n0000000A00C0DF123456\n");
-  writeFile(kUserFile, "3\nA\nB\nC\n");
+  const std::string longName(90, 'N');
+  writeFile(kUserFile, "4\nA\n" + longName + "\nC\nD");
   writeFile(kGroupFile, "2\nX\nY\n");
-  const std::string fetch = "/usr/sbin/nwgetlistfrBind.sh OFFICE";
+  // Counting refreshes users and groups differently.
   const std::string client =
       "/usr/sbin/nwclient 00.00.00.0A:00.C0.DF.12.34.56:19.99 00.00.00.0A:00.C0.DF.12.34.56:04.51";
-  EXPECT_EQ((Lines{fetch, client}), commandsOf([] { EXPECT_EQ(3, Nas1GetUserList(PROTO_NCP, 0, 0, nullptr, 0)); }));
+  EXPECT_EQ((Lines{fetch, client}), commandsOf([] { EXPECT_EQ(4, Nas1GetUserList(PROTO_NCP, 0, 0, nullptr, 0)); }));
   EXPECT_EQ(Lines{fetch}, commandsOf([] { EXPECT_EQ(2, ncpGetGroupList(0, -1, nullptr, 0)); }));
-
   setExitStatus("nwgetlistfrBind.sh", 1);
-  EXPECT_EQ(-1, ncpGetUserList(0, -1, nullptr, 0));
-  EXPECT_EQ(-1, ncpGetGroupList(0, -1, nullptr, 0));
+  EXPECT_EQ(Results(2, -1), (Results{ncpGetUserList(0, -1, nullptr, 0), ncpGetGroupList(0, -1, nullptr, 0)}));
   EXPECT_EQ(
       (Lines{"<ERR>  [NCP]   IPX address or Server Name error", "<ERR>  [NCP]  IPX address or Server Name error"}),
       applianceMessages());
-}
 
-TEST_F(Ncp, ListsAreItemsOfTheBindery) {
-  configureBindery("OFFICE");
-  const std::string longName(90, 'N');
-  writeFile(kUserFile, "4\nA\n" + longName + "\nC\nD");
   char buffer[4 * sizeof(UserItem)];
   EXPECT_EQ(Lines{}, commandsOf([&] { EXPECT_EQ(3, Nas1GetUserList(PROTO_NCP, 1, 9, buffer, sizeof buffer)); }));
   UserItem expected[4] = {};
@@ -115,7 +90,7 @@ TEST_F(Ncp, ListsAreItemsOfTheBindery) {
   EXPECT_EQ(bytesOf(expected), std::string(buffer, sizeof buffer));
   EXPECT_EQ(2, Nas1GetUserList(PROTO_NCP, 0, 2, buffer, sizeof buffer));
   EXPECT_EQ(1, Nas1GetUserList(PROTO_NCP, 0, 9, buffer, 2 * sizeof(UserItem) - 1)) << "whole items only";
-
+  (void)unlink(kGroupFile);
   EXPECT_EQ(0, Nas1GetGroupList(PROTO_NCP, 0, 9, buffer, sizeof buffer)) << "no list file";
   for (const char* hostile : {"", "\n\nA\n", "x\nA\n", "-1\nA\n"}) {
     writeFile(kGroupFile, hostile);
@@ -131,8 +106,8 @@ TEST_F(Ncp, ListsAreItemsOfTheBindery) {
 TEST_F(Ncp, ShowingAndCountingTellAMissingFile) {
   char space[2][128] = {"?", "?"};
   char* names[] = {space[0], space[1]};
-  EXPECT_EQ(-1, Nas1GetUserListCountInRemoteServer(PROTO_NCP));
-  EXPECT_EQ(-1, Nas1GetGroupListCountInRemoteServer(PROTO_NCP));
+  EXPECT_EQ(Results(2, -1),
+            (Results{Nas1GetUserListCountInRemoteServer(PROTO_NCP), Nas1GetGroupListCountInRemoteServer(PROTO_NCP)}));
   EXPECT_EQ(0, Nas1ShowUserListInRemoteServer(PROTO_NCP, names));
   EXPECT_EQ(nullptr, names[0]);
   names[0] = space[0];
@@ -145,11 +120,6 @@ TEST_F(Ncp, ShowingAndCountingTellAMissingFile) {
 }
 
 TEST_F(Ncp, EndingASessionTerminatesOneProcess) {
-  EXPECT_EQ(SIGTERM, signalThatEnds([](pid_t pid) {
-              const ConnectionRecord record = {.pid = pid, .time = 0, .data = {}};
-              EXPECT_EQ(0, Nas1AddConnection(PROTO_NCP, &record));
-              EXPECT_EQ(0, Nas1NetDisconnect(PROTO_NCP, 0, pid));
-              EXPECT_EQ(0, Nas1ConnectionCount(PROTO_NCP));
-            }));
+  expectDisconnectEnds(PROTO_NCP, SIGTERM);
   for (const int group : {0, -1}) EXPECT_EQ(0, ncpNetDisconnect(0, group)) << "no process";
 }

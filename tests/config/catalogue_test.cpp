@@ -1,12 +1,7 @@
 // The catalogue walked: every named key and every number does what its row says.
 
-#include <algorithm>
-#include <cstdio>
-#include <map>
 #include <set>
-#include <tuple>
 
-#include "api/nas1api.h"
 #include "config/handlers.h"
 #include "frame/appliance.h"
 
@@ -76,18 +71,19 @@ std::string valueFor(const Key& key, int seed) {
 // What a read gives: the result, the length, the bytes.
 using Read = std::tuple<int, int, std::string>;
 
-Read readName(const std::string& name, int size) {
+Read readWith(int size, const std::function<int(char* bytes, int* length)>& get) {
   std::string bytes(static_cast<std::size_t>(size), 'u');
   int length = -99;
-  const int result = NasGetConfig(name.c_str(), size, bytes.data(), &length);
+  const int result = get(bytes.data(), &length);
   return {result, length, bytes};
 }
 
+Read readName(const std::string& name, int size) {
+  return readWith(size, [&](char* bytes, int* length) { return NasGetConfig(name.c_str(), size, bytes, length); });
+}
+
 Read readNumber(int number, int size) {
-  std::string bytes(static_cast<std::size_t>(size), 'u');
-  int length = -99;
-  const int result = Nas1GetConfig(number, size, bytes.data(), &length);
-  return {result, length, bytes};
+  return readWith(size, [&](char* bytes, int* length) { return Nas1GetConfig(number, size, bytes, length); });
 }
 
 class Catalogue : public ApplianceTest {

@@ -1,8 +1,5 @@
 // Reading and writing settings: results, cut values, conditions, and records as other processes may have left them.
 
-#include <filesystem>
-
-#include "api/nas1api.h"
 #include "frame/appliance.h"
 
 namespace {
@@ -42,24 +39,20 @@ struct Read {
 
 TEST_F(Settings, BadArgumentsAreRefusedInTheirOrder) {
   int value = 1;
-  EXPECT_EQ(-1, NasGetConfig(nullptr, 4, &value, nullptr));
-  EXPECT_EQ(-1, NasGetConfig("", 4, &value, nullptr));
-  EXPECT_EQ(-1, NasGetConfig("UID_START", -1, &value, nullptr));
-  EXPECT_EQ(-2, NasGetConfig("uid_start", 0, nullptr, nullptr));
-  EXPECT_EQ(-2, NasGetConfig(std::string(100, 'K').c_str(), 4, &value, nullptr));
-  EXPECT_EQ(-1, NasSetConfig(nullptr, 4, &value));
-  EXPECT_EQ(-1, NasSetConfig("", 4, &value));
-  EXPECT_EQ(-2, NasSetConfig("NONE", 0, nullptr)) << "an unknown key before a missing value";
-  EXPECT_EQ(-1, NasSetConfig("CPU_THERMAL", 4, nullptr)) << "a missing value before a read-only key";
-  EXPECT_EQ(-3, NasSetConfig("CPU_THERMAL", 4, &value));
-  for (const int size : {0, -1}) {
-    EXPECT_EQ(-1, NasSetConfig("UID_START", size, &value));
-    EXPECT_EQ(-1, Nas1SetConfig(UID_START, size, &value));
-    EXPECT_EQ(-1, Nas1GetConfig(UID_START, size, &value, nullptr));
-  }
-  EXPECT_EQ(-1, Nas1GetConfig(UID_START, 4, nullptr, nullptr));
-  EXPECT_EQ(-1, Nas1SetConfig(UID_START, 4, nullptr));
-  EXPECT_EQ(-1, Nas1SetConfig(UID_START, 3, &value)) << "an integer needs its 4 bytes";
+  EXPECT_EQ((Results{-1, -1, -1, -2, -2}),
+            (Results{NasGetConfig(nullptr, 4, &value, nullptr), NasGetConfig("", 4, &value, nullptr),
+                     NasGetConfig("UID_START", -1, &value, nullptr), NasGetConfig("uid_start", 0, nullptr, nullptr),
+                     NasGetConfig(std::string(100, 'K').c_str(), 4, &value, nullptr)}));
+  // An unknown key before a missing value, which comes before a read-only key.
+  EXPECT_EQ((Results{-1, -1, -2, -1, -3}),
+            (Results{NasSetConfig(nullptr, 4, &value), NasSetConfig("", 4, &value), NasSetConfig("NONE", 0, nullptr),
+                     NasSetConfig("CPU_THERMAL", 4, nullptr), NasSetConfig("CPU_THERMAL", 4, &value)}));
+  for (const int size : {0, -1})
+    EXPECT_EQ(Results(3, -1), (Results{NasSetConfig("UID_START", size, &value), Nas1SetConfig(UID_START, size, &value),
+                                       Nas1GetConfig(UID_START, size, &value, nullptr)}));
+  EXPECT_EQ(Results(3, -1), (Results{Nas1GetConfig(UID_START, 4, nullptr, nullptr),
+                                     Nas1SetConfig(UID_START, 4, nullptr), Nas1SetConfig(UID_START, 3, &value)}))
+      << "an integer needs its 4 bytes";
   EXPECT_EQ(1, value);
   EXPECT_EQ(Lines{}, storedKeys(kRecords));
   EXPECT_EQ((Lines{"<INFO> [SW]   system.c:510 Not Support for Type: uid_start",
@@ -75,10 +68,7 @@ TEST_F(Settings, ValuesAreCutToTheBuffer) {
   storeRecord(kRecords, "SNMP_CONTACT", std::string("abcdef\0", 7));
   const struct {
     const char* key;  // null: by number
-    int number;
-    int size;
-    int result;
-    int length;
+    int number, size, result, length;
     const char* bytes;
   } cases[] = {
       {"TEST_STRING", 0, 3, 0, 4, "abc"},                                                  // cut without a NUL
@@ -91,8 +81,7 @@ TEST_F(Settings, ValuesAreCutToTheBuffer) {
   };
   for (const auto& c : cases) {
     const Read read(c.key, c.number, c.size);
-    EXPECT_EQ(c.result, read.result) << c.number << ", " << c.size;
-    EXPECT_EQ(c.length, read.length) << c.number << ", " << c.size;
+    EXPECT_EQ((Results{c.result, c.length}), (Results{read.result, read.length})) << c.number << ", " << c.size;
     EXPECT_EQ(std::string(c.bytes, static_cast<std::size_t>(c.size)), read.bytes) << c.number << ", " << c.size;
   }
 }
@@ -101,15 +90,13 @@ TEST_F(Settings, RecordsCutAnywhereAreReadWithinTheirBytes) {
   const std::string whole = "0123456789";
   for (std::size_t bytes = 0; bytes <= whole.size(); ++bytes) {
     const std::string part = whole.substr(0, bytes);
-    for (const char* record : {"TEST_STRING", "CIFS_GROUP_NAME", "UID_START", "SNMP_CONTACT", "SNMP_STATE"}) {
+    for (const char* record : {"TEST_STRING", "CIFS_GROUP_NAME", "UID_START", "SNMP_CONTACT", "SNMP_STATE"})
       storeRecord(kRecords, record, part);
-    }
     EXPECT_EQ(static_cast<int>(bytes) + 1, Read(nullptr, CONTACT, 32).length);
     EXPECT_EQ(part, Read(nullptr, CONTACT, 32).bytes.c_str());
     EXPECT_EQ(part, Read(nullptr, GROUP, 32).bytes.c_str());
     EXPECT_EQ(part, textOf("TEST_STRING"));
-    std::string word = part.substr(0, 4);
-    word.resize(4, '\0');
+    const std::string word = padded(part.substr(0, 4), 4);
     EXPECT_EQ(word, Read(nullptr, UID_START, 4).bytes);
     EXPECT_EQ(word, Read(nullptr, SNMP_STATE, 4).bytes);
   }
@@ -119,8 +106,7 @@ TEST_F(Settings, ValuesByNumberAreTrimmedAsTextsWhateverTheyAre) {
   const struct {
     int number;
     const char* key;
-    std::string given;
-    std::string stored;
+    std::string given, stored;
   } cases[] = {
       {GROUP, "CIFS_GROUP_NAME", std::string("  a b  \0", 8), std::string("a b\0b\0\0\0", 8)},  // moved with its NUL
       {GROUP, "CIFS_GROUP_NAME", std::string("   \0", 4), std::string("\0\0\0\0", 4)},
@@ -158,17 +144,16 @@ TEST_F(Settings, ServerNamesComeFromTheHardwareAndStayDistinct) {
   EXPECT_EQ(-1, setText("CIFS_SERVER_NAME", "NCP" + address)) << "the other one's fallback";
   EXPECT_EQ(0, setText("NCP_SERVER_NAME", "SAME"));
   const Lines told = commands();
-  EXPECT_EQ(-1, setText("CIFS_SERVER_NAME", "SAME"));
-  EXPECT_EQ(-1, NasSetConfig("CIFS_SERVER_NAME", 4, "SAME")) << "also without its NUL";
+  EXPECT_EQ(Results(2, -1), (Results{setText("CIFS_SERVER_NAME", "SAME"), NasSetConfig("CIFS_SERVER_NAME", 4, "SAME")}))
+      << "also without its NUL";
   EXPECT_EQ(Lines{"NCP_SERVER_NAME"}, storedKeys(kRecords));
   EXPECT_EQ(told, commands()) << "nobody is told of a refused name";
-  EXPECT_EQ(0, setText("CIFS_SERVER_NAME", "SAM"));
-  EXPECT_EQ(0, setText("CIFS_SERVER_NAME", "Same")) << "compared as it is";
-  EXPECT_EQ(-1, setText("NCP_SERVER_NAME", "Same"));
-  EXPECT_EQ(0, setText("AFP_SERVER_NAME", "Same"));
+  EXPECT_EQ((Results{0, 0, -1, 0}), (Results{setText("CIFS_SERVER_NAME", "SAM"), setText("CIFS_SERVER_NAME", "Same"),
+                                             setText("NCP_SERVER_NAME", "Same"), setText("AFP_SERVER_NAME", "Same")}))
+      << "compared as they are";
 
   EXPECT_EQ("", textOf("NCP_BINDERY_ADMIN_PASSWORD"));
-  storeRecord(kRecords, "ADMIN_PASSWORD", std::string("secret\0", 7));
+  storeText("ADMIN_PASSWORD", "secret");
   EXPECT_EQ("secret", textOf("NCP_BINDERY_ADMIN_PASSWORD")) << "another key is its fallback";
 }
 
@@ -191,14 +176,12 @@ TEST_F(Settings, TheSystemIdComesFromTheHardwareWhateverIsSet) {
 
 TEST_F(Settings, WithoutTheRecordFileDefaultsAreReadAndNothingIsSet) {
   setDefaults("TEST_STRING=default\nUID_START=7\n");
-  std::filesystem::create_directory("/etc/admin/system.gdbm");
+  blockFile("/etc/admin/system.gdbm");
   int value = 1;
-  EXPECT_EQ(-1, setText("TEST_STRING", "x"));
-  EXPECT_EQ(-1, Nas1SetConfig(UID_START, sizeof value, &value));
+  EXPECT_EQ(Results(2, -1), (Results{setText("TEST_STRING", "x"), Nas1SetConfig(UID_START, sizeof value, &value)}));
   const Read text("TEST_STRING", 0, 8);
   EXPECT_EQ(-1, text.result) << "it cannot be written back";
   EXPECT_EQ(std::string("default\0", 8), text.bytes);
   EXPECT_EQ(bytesOf(7), Read(nullptr, UID_START, 4).bytes);
-  EXPECT_EQ(0, Read("TEST_INTEGER", 0, 4).result);
-  EXPECT_EQ(-1, Read(nullptr, CONTACT, 4).result);
+  EXPECT_EQ((Results{0, -1}), (Results{Read("TEST_INTEGER", 0, 4).result, Read(nullptr, CONTACT, 4).result}));
 }

@@ -2,16 +2,11 @@
 
 #include "config/product_config.h"
 
-#include <cstring>
-
-#include <filesystem>
-
-#include "api/nas1api.h"
 #include "frame/appliance.h"
 
 namespace {
 
-class ProductConfig : public ApplianceTest {};
+using ProductConfig = ApplianceTest;
 
 const std::string kPrefix = "NAS1_SNAPSHOT_CONFIG";
 
@@ -29,12 +24,10 @@ TEST_F(ProductConfig, ASnapshotRecordIsStoredAndTheSchedulerToldWhateverBecameOf
   EXPECT_EQ(0, Nas1GetSnapshotConfig(name33.c_str(), read));
   EXPECT_EQ(bytesOf(record), bytesOf(read));
 
-  std::filesystem::remove("/etc/admin/system.gdbm");
-  std::filesystem::create_directory("/etc/admin/system.gdbm");
-  EXPECT_EQ(-1, Nas1SetSnapshotConfig("v2", record));
-  EXPECT_EQ(-1, Nas1SetSnapshotConfig(nullptr, record));
-  EXPECT_EQ(-1, Nas1SetSnapshotConfig("v2", nullptr));
-  EXPECT_EQ(0, Nas1GetSnapshotConfig("v2", nullptr));
+  blockFile("/etc/admin/system.gdbm");
+  EXPECT_EQ((Results{-1, -1, -1, 0}),
+            (Results{Nas1SetSnapshotConfig("v2", record), Nas1SetSnapshotConfig(nullptr, record),
+                     Nas1SetSnapshotConfig("v2", nullptr), Nas1GetSnapshotConfig("v2", nullptr)}));
   EXPECT_EQ((Lines{"/sbin/takecron snapshot v1", "/sbin/takecron snapshot " + name33, "/sbin/takecron snapshot v2"}),
             commands());
 }

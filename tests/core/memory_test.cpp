@@ -1,10 +1,6 @@
 // The tracked allocator: its list has to be right when it is needed, which is when something else went wrong.
 
 #include <cinttypes>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <thread>
 
 #include "core/memory.h"

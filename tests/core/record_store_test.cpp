@@ -1,16 +1,9 @@
 // Opening record files beside other processes: nothing that one of them stored may get lost, and nobody waits forever.
 
 #include <chrono>
-#include <csignal>
-#include <filesystem>
 
 #include <dlfcn.h>
-#include <fcntl.h>
-#include <gdbm.h>
 #include <sys/file.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "api/nas1api.h"
 #include "core/record_store.h"
@@ -64,53 +57,6 @@ void storePatiently(std::string key) {
   ADD_FAILURE() << key << " could not be stored";
 }
 
-// Child processes that run a body each; `failed` awaits them and tells how many missed an expectation or were stopped.
-struct Processes {
-  std::vector<pid_t> pids;
-
-  template <typename Body>
-  void start(Body body) {
-    pids.push_back(fork());
-    if (pids.back() != 0) return;
-    body();
-    _exit(testing::Test::HasFailure() ? 1 : 0);
-  }
-  void stop() {
-    for (const pid_t pid : pids) (void)kill(pid, SIGKILL);
-    (void)failed();
-  }
-  int failed() {
-    int count = 0;
-    for (const pid_t pid : pids) {
-      int status = 0;
-      (void)waitpid(pid, &status, 0);
-      count += status != 0 ? 1 : 0;
-    }
-    pids.clear();
-    return count;
-  }
-};
-
-// Another process that has the file open and locked for a while, 0 for ever.
-struct OtherProcess : Processes {
-  explicit OtherProcess(int mode, useconds_t holdUs = 0) {
-    int ready[2];
-    EXPECT_EQ(0, pipe(ready));
-    start([&] {
-      GDBM_FILE const handle = gdbm_open(kFile, 0, mode, 0665, nullptr);
-      (void)!write(ready[1], "", 1);
-      if (holdUs == 0) pause();
-      (void)usleep(holdUs);
-      (void)gdbm_close(handle);
-    });
-    char byte;
-    EXPECT_EQ(1, read(ready[0], &byte, 1));
-    (void)close(ready[0]);
-    (void)close(ready[1]);
-  }
-  ~OtherProcess() { stop(); }
-};
-
 std::string failureLine(const std::string& path) {
   return "info sys_db.c:44:openRecordset uid=0, euid=0, open_failed=" + path;
 }
@@ -157,7 +103,7 @@ TEST_F(RecordStore, AReadersFirstTouchCreatesTheFile) {
 TEST_F(RecordStore, ALockedFileIsTriedForAWhile) {
   storeRecord(kFile, "a", "1");
   for (const int mode : {GDBM_READER, GDBM_WRCREAT}) {
-    const OtherProcess writer(GDBM_WRITER);
+    const OtherProcess writer(kFile, GDBM_WRITER);
     const auto start = std::chrono::steady_clock::now();
     tries = 0;
     EXPECT_FALSE(opens(mode));
@@ -167,12 +113,12 @@ TEST_F(RecordStore, ALockedFileIsTriedForAWhile) {
     EXPECT_GT(std::chrono::seconds(5), took);
   }
   {
-    const OtherProcess reader(GDBM_READER);
+    const OtherProcess reader(kFile, GDBM_READER);
     EXPECT_TRUE(opens(GDBM_READER)) << "readers do not exclude each other";
     EXPECT_FALSE(opens(GDBM_WRCREAT));
   }
   {
-    const OtherProcess writer(GDBM_WRITER, 3000);
+    const OtherProcess writer(kFile, GDBM_WRITER, 3000);
     EXPECT_TRUE(opens(GDBM_WRCREAT)) << "let go in time";
   }
   EXPECT_EQ(Lines(3, failureLine(kFile)), systemLog());

@@ -1,8 +1,5 @@
 // What the library does about its own faults: assertions, critical sections, trace lines.
 
-#include <csignal>
-
-#include "api/nas1api.h"
 #include "core/assert.h"
 #include "core/critical.h"
 #include "core/trace.h"

@@ -1,30 +1,20 @@
 #pragma once
-// What the tests of mails and events share: templates of their own, settings stored past the library, and a view of
-// the mails that were handed to the sender program.
+// What the tests of mails and events share: templates of their own, and a view of the mails that were handed to the
+// sender program.
 
-#include <charconv>
-#include <csignal>
-#include <filesystem>
-#include <map>
 #include <set>
+#include <sstream>
 
 #include <sys/mman.h>
-#include <unistd.h>
 
-#include "api/nas1api.h"
 #include "frame/appliance.h"
 
 inline constexpr const char* templateFiles[MAIL_LANGUAGE_COUNT] = {
     "/etc/mail/alert.en", "/etc/mail/alert.big5", "/etc/mail/alert.jp", "/etc/mail/alert.ko", "/etc/mail/alert.cn"};
 
-inline void setText(const std::string& key, const std::string& text) { storeRecord("system.gdbm", key, text + '\0'); }
-inline void setWord(const std::string& key, std::uint32_t word) { storeRecord("system.gdbm", key, bytesOf(word)); }
-
 // A mail as the sender program was told of it.
 struct SentMail {
-  std::string spool;
-  std::string recipients;
-  std::string toDelete;
+  std::string spool, recipients, toDelete;
   std::string text;  // what the spool file holds
 };
 
@@ -35,36 +25,28 @@ class EventFixture : public ApplianceTest {
     for (const char* const file : templateFiles) shippedTemplates[file] = readFile(file);
     bystanders = processes();
     writeFile("/etc/service.zelmar", "sender_address=no\n");
-    setText("CIFS_SERVER_NAME", "SRV");
-    setText("ADMIN_EMAIL", "admin@example.com");
+    storeText("CIFS_SERVER_NAME", "SRV");
+    storeText("ADMIN_EMAIL", "admin@example.com");
   }
   void TearDown() override {
     settle();
     for (int lang = 0; lang < MAIL_LANGUAGE_COUNT; ++lang) (void)NasMailMsgFree(lang);
     for (const auto& [file, content] : shippedTemplates) {
-      if (content) {
-        writeFile(file, *content);
-      } else {
-        (void)unlink(file.c_str());
-      }
+      if (content) writeFile(file, *content);
+      if (!content) (void)unlink(file.c_str());
     }
-    (void)unlink("/var/log/MailEvent");
     ApplianceTest::TearDown();
   }
 
   // Waits until the commands that run in the background have ended.
   void settle() const {
-    for (int waitedMs = 0; waitedMs < 10000; ++waitedMs) {
-      if (processes() == bystanders) return;
-      (void)usleep(1000);
-    }
-    ADD_FAILURE() << "a background command does not end";
+    EXPECT_TRUE(comes([this] { return processes() == bystanders; })) << "a background command does not end";
   }
 
   // Ends a process that a helper left running.
   static void endProcess(const std::string& name) {
-    for (const pid_t pid : processes())
-      if (readFile("/proc/" + std::to_string(pid) + "/comm") == name + "\n") (void)kill(pid, SIGTERM);
+    for (const std::string& pid : processes())
+      if (readFile("/proc/" + pid + "/comm") == name + "\n") (void)kill(std::stoi(pid), SIGTERM);
   }
 
   // The mails sent since the test began, in the order the sender program was started.
@@ -72,18 +54,11 @@ class EventFixture : public ApplianceTest {
     settle();
     std::vector<SentMail> mails;
     for (const std::string& line : commands()) {
-      const std::string sender = "/etc/nas1mail ";
-      if (!line.starts_with(sender)) continue;
+      std::istringstream words(line);
+      std::string program;
       SentMail mail;
-      std::string* const words[] = {&mail.spool, &mail.recipients, &mail.toDelete};
-      std::size_t word = 0;
-      for (const char c : line.substr(sender.size())) {
-        if (c == ' ' && word + 1 < std::size(words)) {
-          ++word;
-        } else {
-          *words[word] += c;
-        }
-      }
+      words >> program >> mail.spool >> mail.recipients >> mail.toDelete;
+      if (program != "/etc/nas1mail") continue;
       mail.text = readFile(mail.spool).value_or("(no file)");
       mails.push_back(mail);
     }
@@ -91,19 +66,18 @@ class EventFixture : public ApplianceTest {
   }
 
  private:
-  static std::set<pid_t> processes() {
-    std::set<pid_t> pids;
+  static std::set<std::string> processes() {
+    std::set<std::string> pids;
     std::error_code gone;
     for (const auto& entry : std::filesystem::directory_iterator("/proc", gone)) {
       const std::string name = entry.path().filename().string();
-      pid_t pid = 0;
-      if (std::from_chars(name.data(), name.data() + name.size(), pid).ec == std::errc()) pids.insert(pid);
+      if (std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; })) pids.insert(name);
     }
     return pids;
   }
 
   std::map<std::string, std::optional<std::string>> shippedTemplates;
-  std::set<pid_t> bystanders;
+  std::set<std::string> bystanders;
 };
 
 // What SetupMailBody writes with the templates as they are loaded.

@@ -1,20 +1,10 @@
 #include "events/event_log.h"
 
-#include <sys/file.h>
-#include <sys/ipc.h>
-#include <sys/sem.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <csignal>
 #include <cstdarg>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
 
-#include "api/nas1api.h"
+#include <sys/file.h>
+#include <sys/sem.h>
+
 #include "frame/appliance.h"
 
 namespace {
@@ -25,15 +15,6 @@ constexpr std::size_t kKept = 1038336;
 
 volatile sig_atomic_t hangUps = 0;
 void countHangUp(int) { hangUps = hangUps + 1; }
-
-// A file out of the way while this lives.
-struct MovedAway {
-  const std::string path;
-  explicit MovedAway(std::string p) : path(std::move(p)) { std::filesystem::rename(path, path + ".away"); }
-  ~MovedAway() { std::filesystem::rename(path + ".away", path); }
-  MovedAway(const MovedAway&) = delete;
-  MovedAway& operator=(const MovedAway&) = delete;
-};
 
 LogRecord recordOf(const std::string& message) {
   LogRecord record = {};
@@ -71,17 +52,16 @@ TEST_F(EventLogTest, LinesCarryTimeInTheZoneAndPaddedTags) {
   EXPECT_EQ(Lines{"Thu Jan  1 09:00:00 1970 <INFO> [KERN] direct"}, applianceLog());
 
   ASSERT_EQ(0, unlink(kLog));
-  const char* const levels[] = {"<INFO> ", "<WARN> ", "<ERR>  ", "<CRIT> ", "<ACCESS> "};
-  const char* const categories[] = {"[KERN] ", "[HW]   ", "[SW]   ", "[HD]   ", "[NW]   ", "[UPS]  ",
-                                    "[CIFS] ", "[NFS]  ", "[NCP]  ", "[AFP]  ", "[DIS]  "};
+  const Lines levels = {"<INFO> ", "<WARN> ", "<ERR>  ", "<CRIT> ", "<ACCESS> "};
+  const Lines categories = {"[KERN] ", "[HW]   ", "[SW]   ", "[HD]   ", "[NW]   ", "[UPS]  ",
+                            "[CIFS] ", "[NFS]  ", "[NCP]  ", "[AFP]  ", "[DIS]  "};
   Lines expected;
-  for (unsigned level = 0; level < std::size(levels); level++) {
-    (void)nas1_log(level, LOG_CATEGORY_HW, "level %u", level);
-    expected.push_back(std::string(levels[level]) + "[HW]   level " + std::to_string(level));
-  }
-  for (unsigned category = 0; category < std::size(categories); category++) {
-    (void)nas1_log(LOG_LEVEL_INFO, category, "category %u", category);
-    expected.push_back(std::string("<INFO> ") + categories[category] + "category " + std::to_string(category));
+  for (unsigned level = 0; level < levels.size(); level++) {
+    for (unsigned category = 0; category < categories.size(); category++) {
+      (void)nas1_log(level, category, "%u and %u", level, category);
+      expected.push_back(levels[level] + categories[category] + std::to_string(level) + " and " +
+                         std::to_string(category));
+    }
   }
   EXPECT_EQ(expected, applianceMessages());
 }
@@ -111,35 +91,33 @@ TEST_F(EventLogTest, EveryLineEndsOnceAndUnknownTagsWriteNone) {
 
 TEST_F(EventLogTest, TheMonitorDaemonIsToldBeforeTheLevelIsLookedAt) {
   const auto before = std::signal(SIGHUP, countHangUp);
-  hangUps = 0;
-  EXPECT_EQ(0, GetDaemonPid());
-  (void)nas1_log(LOG_LEVEL_INFO, LOG_CATEGORY_SW, "no daemon");
-  EXPECT_EQ(0, hangUps);
+  const auto told = [](unsigned level, const char* text) {
+    hangUps = 0;
+    (void)nas1_log(level, LOG_CATEGORY_SW, "%s", text);
+    return hangUps == 1;
+  };
+  EXPECT_FALSE(told(0, "no daemon"));
   setMonitorDaemon(getpid());
   EXPECT_EQ(getpid(), GetDaemonPid());
-  (void)nas1_log(LOG_LEVEL_INFO, LOG_CATEGORY_SW, "told");
-  EXPECT_EQ(1, hangUps);
-  (void)nas1_log(5, 0, "told, not written");
-  EXPECT_EQ(2, hangUps);
-  LogRecord record = recordOf("the record alone");
-  (void)LogFile(&record);
-  EXPECT_EQ(2, hangUps);
+  EXPECT_TRUE(told(0, "told"));
+  EXPECT_TRUE(told(5, "told, not written"));
   setMonitorDaemon(-1);  // kill() would take it for every process there is
-  (void)nas1_log(LOG_LEVEL_INFO, LOG_CATEGORY_SW, "no such daemon");
+  EXPECT_FALSE(told(0, "no such daemon"));
   setMonitorDaemon(getpid());
   refuseDriverRequest(0x4809);
   EXPECT_EQ(0, GetDaemonPid());
-  (void)nas1_log(LOG_LEVEL_INFO, LOG_CATEGORY_SW, "refused");
-  EXPECT_EQ(2, hangUps);
+  EXPECT_FALSE(told(0, "refused"));
+  LogRecord record = recordOf("the record alone");
+  (void)LogFile(&record);
+  EXPECT_EQ(Lines(7, "0x4809"), driverRequests());
   {
     const MovedAway driver("/dev/nas1");
     EXPECT_EQ(-1, GetDaemonPid());
-    (void)nas1_log(LOG_LEVEL_INFO, LOG_CATEGORY_SW, "no driver");
+    EXPECT_FALSE(told(0, "no driver"));
   }
-  EXPECT_EQ((Lines{"<INFO> [SW]   no daemon", "<INFO> [SW]   told", "<INFO> [KERN] the record alone",
-                   "<INFO> [SW]   no such daemon", "<INFO> [SW]   refused", "<INFO> [SW]   no driver"}),
+  EXPECT_EQ((Lines{"<INFO> [SW]   no daemon", "<INFO> [SW]   told", "<INFO> [SW]   no such daemon",
+                   "<INFO> [SW]   refused", "<INFO> [KERN] the record alone", "<INFO> [SW]   no driver"}),
             applianceMessages());
-  EXPECT_EQ(Lines(8, "0x4809"), driverRequests());
   (void)std::signal(SIGHUP, before);
 }
 
@@ -200,21 +178,16 @@ TEST_F(EventLogTest, SixteenWritersLoseAndTearNothingWhileTheLogIsTrimmed) {
   const auto message = [&](int writer, int i) {
     return "w" + std::to_string(writer) + " n" + std::to_string(i) + " " + tail;
   };
-  pid_t writers[kWriters];
+  Processes writers;
   for (int w = 0; w < kWriters; w++) {
-    writers[w] = fork();
-    if (writers[w] != 0) continue;
-    for (int i = 0; i < kLines; i++) {
-      const LogRecord record = recordOf(message(w, i));
-      (void)LogFile(&record);
-    }
-    _exit(0);
+    writers.start([&] {
+      for (int i = 0; i < kLines; i++) {
+        const LogRecord record = recordOf(message(w, i));
+        (void)LogFile(&record);
+      }
+    });
   }
-  for (const pid_t writer : writers) {
-    int status = -1;
-    EXPECT_EQ(writer, waitpid(writer, &status, 0));
-    EXPECT_EQ(0, status);
-  }
+  EXPECT_EQ(0, writers.failed());
   EXPECT_LE(readFile(kLog).value().size(), kLimit);
   std::map<std::string, int> seen;
   for (const std::string& line : applianceMessages()) seen[line]++;

@@ -2,8 +2,6 @@
 
 #include <iconv.h>
 
-#include <cstring>
-
 #include "events/event_fixture.h"
 
 using MailTemplates = EventFixture;
@@ -72,11 +70,8 @@ TEST_F(MailTemplates, ALanguageIsLoadedOnceUntilItIsFreed) {
   writeFile(templateFiles[0], "subject1=new\n");
   EXPECT_EQ(0, NasMailMsgInit(0)) << "it is loaded";
   EXPECT_EQ(Lines{"subject 1: old"}, entries());
-  EXPECT_EQ(0, NasMailMsgFree(0));
-  EXPECT_EQ(nullptr, body[0]);
-  EXPECT_EQ(nullptr, Subject[0]);
-  EXPECT_EQ(nullptr, backup[0]);
-  EXPECT_EQ(0, NasMailMsgFree(0)) << "once more does no harm";
+  EXPECT_EQ((Results{0, 0}), (Results{NasMailMsgFree(0), NasMailMsgFree(0)})) << "once more does no harm";
+  for (char** const table : {body[0], Subject[0], backup[0]}) EXPECT_EQ(nullptr, table);
 
   // Kept: a missing file counts as loaded; only freeing has it looked for again.
   (void)unlink(templateFiles[0]);
@@ -84,29 +79,23 @@ TEST_F(MailTemplates, ALanguageIsLoadedOnceUntilItIsFreed) {
   writeFile(templateFiles[0], "subject1=late\n");
   EXPECT_EQ(0, NasMailMsgInit(0));
   EXPECT_EQ(nullptr, Subject[0]);
-  EXPECT_EQ(0, NasMailMsgFree(0));
-  EXPECT_EQ(1, NasMailMsgInit(0));
+  EXPECT_EQ((Results{0, 1}), (Results{NasMailMsgFree(0), NasMailMsgInit(0)}));
   EXPECT_EQ(Lines{"subject 1: late"}, entries());
-
-  for (const int unknown : {-1, 5, 1000}) {
-    EXPECT_EQ(0, NasMailMsgInit(unknown));
-    EXPECT_EQ(0, NasMailMsgFree(unknown));
-  }
+  for (const int unknown : {-1, 5, 1000})
+    EXPECT_EQ((Results{0, 0}), (Results{NasMailMsgInit(unknown), NasMailMsgFree(unknown)}));
 }
 
 TEST_F(MailTemplates, TheCodePageChoosesTheLanguage) {
   EXPECT_EQ(0, GetLang()) << "never set";
-  const struct {
-    std::uint32_t codePage;
-    int lang;
-  } cases[] = {{0, 0}, {437, 0}, {950, 1}, {932, 2}, {949, 3}, {936, 4}, {0xFFFFFFFF, 0}};
-  for (const auto& c : cases) {
-    setWord("EMAIL_LANGUAGE", c.codePage);
-    EXPECT_EQ(c.lang, GetLang()) << c.codePage;
-    if (c.lang == 0) continue;
-    writeFile(templateFiles[c.lang], "backup0=" + std::to_string(c.codePage) + "\n");
-    EXPECT_EQ(1, NasMailMsgInit(c.lang));
-    EXPECT_STREQ(std::to_string(c.codePage).c_str(), backup[c.lang][0]);
+  const std::pair<std::uint32_t, int> cases[] = {{0, 0},   {437, 0}, {950, 1},       {932, 2},
+                                                 {949, 3}, {936, 4}, {0xFFFFFFFF, 0}};
+  for (const auto& [codePage, lang] : cases) {
+    storeWord("EMAIL_LANGUAGE", codePage);
+    EXPECT_EQ(lang, GetLang()) << codePage;
+    if (lang == 0) continue;
+    writeFile(templateFiles[lang], "backup0=" + std::to_string(codePage) + "\n");
+    EXPECT_EQ(1, NasMailMsgInit(lang));
+    EXPECT_EQ(std::to_string(codePage), backup[lang][0]);
   }
 }
 
@@ -131,7 +120,7 @@ TEST_F(MailTemplates, TheShippedTextsFitTheirEvents) {
     const char* encoding;
   } languages[] = {{0, 437, "US-ASCII"}, {2, 932, "ISO-2022-JP"}};
   for (const auto& [lang, codePage, encoding] : languages) {
-    setWord("EMAIL_LANGUAGE", codePage);
+    storeWord("EMAIL_LANGUAGE", codePage);
     EXPECT_EQ(0, Nas1SendMail(8, nullptr));
     ASSERT_EQ(1, NasMailMsgInit(lang)) << templateFiles[lang];
     for (int code = 0; code < EVENT_COUNT; ++code) {

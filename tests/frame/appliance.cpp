@@ -1,10 +1,6 @@
 #include "frame/appliance.h"
 
-#include <algorithm>
 #include <charconv>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -16,9 +12,7 @@
 #include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <syslog.h>
-#include <unistd.h>
 
 #include "core/memory.h"
 
@@ -118,9 +112,9 @@ std::string sendMarker() {
   return text;
 }
 
-// Runs `body` with the given descriptors going to a file; returns what was written.
+// Runs `task` with the given descriptors going to a file; returns what was written.
 template <typename Body>
-std::string capture(std::initializer_list<int> descriptors, Body body) {
+std::string capture(std::initializer_list<int> descriptors, Body task) {
   const int file = memfd_create("captured", MFD_CLOEXEC);
   (void)std::fflush(nullptr);
   std::vector<std::pair<int, int>> saved;
@@ -128,7 +122,7 @@ std::string capture(std::initializer_list<int> descriptors, Body body) {
     saved.emplace_back(fd, fcntl(fd, F_DUPFD_CLOEXEC, 100));
     (void)dup2(file, fd);
   }
-  body();
+  task();
   (void)std::fflush(nullptr);
   for (const auto& [fd, copy] : saved) {
     (void)dup2(copy, fd);
@@ -248,9 +242,27 @@ Lines readLines(const std::string& path) {
   return lines;
 }
 
+Lines operator+(Lines left, const Lines& right) {
+  left.insert(left.end(), right.begin(), right.end());
+  return left;
+}
+
+std::string padded(std::string text, std::size_t size) {
+  text.resize(size, '\0');
+  return text;
+}
+
 bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
 void setDefaults(std::string_view text) { writeFile("/etc/default.zelmar", text); }
+
+void blockFile(const std::string& path) {
+  fs::remove(path);
+  fs::create_directory(path);
+}
+
+MovedAway::MovedAway(std::string movedPath) : path(std::move(movedPath)) { fs::rename(path, path + ".away"); }
+MovedAway::~MovedAway() { fs::rename(path + ".away", path); }
 
 std::optional<std::string> storedRecord(const std::string& file, std::string_view key) {
   const OpenedRecords records(file, GDBM_READER);
@@ -269,6 +281,9 @@ void storeRecord(const std::string& file, std::string_view key, std::string_view
   ASSERT_EQ(0, gdbm_store(records.handle, datumOf(keyBytes), datumOf(valueBytes), GDBM_REPLACE)) << file;
 }
 
+void storeText(std::string_view key, const std::string& text) { storeRecord("system.gdbm", key, text + '\0'); }
+void storeWord(std::string_view key, std::uint32_t word) { storeRecord("system.gdbm", key, bytesOf(word)); }
+
 Lines storedKeys(const std::string& file) {
   const OpenedRecords records(file, GDBM_READER);
   Lines keys;
@@ -286,9 +301,25 @@ Lines storedKeys(const std::string& file) {
 
 Lines commands() { return readLines("/var/log/appliance/commands"); }
 
+bool comes(const std::function<bool()>& condition) {
+  for (int waitedMs = 0; waitedMs < 10000; ++waitedMs) {
+    if (condition()) return true;
+    (void)usleep(1000);
+  }
+  return false;
+}
+
 Lines awaitCommands(std::size_t count) {
-  for (int waitedMs = 0; waitedMs < 5000 && commands().size() < count; ++waitedMs) (void)usleep(1000);
+  (void)comes([=] { return commands().size() >= count; });
   return commands();
+}
+
+Lines commandsOf(const std::function<void()>& call) {
+  const std::size_t before = commands().size();
+  call();
+  Lines all = commands();
+  all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(before));
+  return all;
 }
 
 Lines driverRequests() { return readLines("/var/log/appliance/driver"); }
@@ -297,12 +328,10 @@ Lines systemLog() {
   // Messages arrive in the order they were sent: once the marker is there, so is everything before it.
   const std::string marker = sendMarker();
   Lines lines;
-  for (int waitedMs = 0; waitedMs < 5000; ++waitedMs) {
+  EXPECT_TRUE(comes([&] {
     lines = readLines("/var/log/appliance/syslog");
-    if (!lines.empty() && lines.back().ends_with(marker)) break;
-    (void)usleep(1000);
-  }
-  EXPECT_TRUE(!lines.empty() && lines.back().ends_with(marker)) << "the collector does not answer";
+    return !lines.empty() && lines.back().ends_with(marker);
+  })) << "the collector does not answer";
   std::erase_if(lines, [](const std::string& line) { return line.starts_with(std::string("debug ") + kMarker); });
   return lines;
 }
@@ -332,7 +361,7 @@ void setOutput(const std::string& helper, std::string_view text) { writeFile("/r
 
 void letHelpersAct() { (void)unlink("/run/appliance/record-only"); }
 
-ChildResult inChild(const std::function<void()>& body) {
+ChildResult inChild(const std::function<void()>& task) {
   int status = 0;
   ChildResult result = {.exitCode = -1, .signal = 0, .output = ""};
   result.output = capture({STDOUT_FILENO, STDERR_FILENO}, [&] {
@@ -340,7 +369,7 @@ ChildResult inChild(const std::function<void()>& body) {
     if (pid == 0) {
       const testing::TestResult& results = *testing::UnitTest::GetInstance()->current_test_info()->result();
       const int earlier = results.total_part_count();
-      body();
+      task();
       (void)std::fflush(nullptr);
       _exit(results.total_part_count() == earlier ? 0 : 1);
     }
@@ -351,7 +380,45 @@ ChildResult inChild(const std::function<void()>& body) {
   return result;
 }
 
-std::string printed(const std::function<void()>& body) { return capture({STDOUT_FILENO}, body); }
+void Processes::start(const std::function<void()>& task) {
+  pids.push_back(fork());
+  if (pids.back() != 0) return;
+  task();
+  _exit(testing::Test::HasFailure() ? 1 : 0);
+}
+
+void Processes::stop() {
+  for (const pid_t pid : pids) (void)kill(pid, SIGKILL);
+  (void)failed();
+}
+
+int Processes::failed() {
+  int count = 0;
+  for (const pid_t pid : pids) {
+    int status = 0;
+    if (waitpid(pid, &status, 0) != pid || status != 0) ++count;
+  }
+  pids.clear();
+  return count;
+}
+
+OtherProcess::OtherProcess(const std::string& path, int mode, useconds_t holdUs) {
+  int ready[2];
+  EXPECT_EQ(0, pipe(ready));
+  start([&] {
+    GDBM_FILE const handle = gdbm_open(path.c_str(), 0, mode, 0665, nullptr);
+    (void)!write(ready[1], "", 1);
+    if (holdUs == 0) pause();
+    (void)usleep(holdUs);
+    (void)gdbm_close(handle);
+  });
+  char byte = 0;
+  EXPECT_EQ(1, read(ready[0], &byte, 1));
+  (void)close(ready[0]);
+  (void)close(ready[1]);
+}
+
+std::string printed(const std::function<void()>& task) { return capture({STDOUT_FILENO}, task); }
 
 int main(int argc, char** argv) {
   if (!exists("/run/appliance/marker")) {

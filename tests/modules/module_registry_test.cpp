@@ -2,10 +2,6 @@
 
 #include "modules/module_registry.h"
 
-#include <algorithm>
-#include <csignal>
-#include <cstring>
-
 #include "core/record_store.h"
 #include "frame/appliance.h"
 
@@ -52,22 +48,14 @@ Lines messagesWithoutLine() {
 using Modules = ApplianceTest;
 
 TEST_F(Modules, AddingNeverReplacesModifyingDoes) {
-  const ModuleRecord first = moduleNamed("backup", "first");
-  EXPECT_EQ(0, add(first));
-  EXPECT_EQ(-1, add(moduleNamed("backup", "second")));
+  const ModuleRecord first = moduleNamed("backup", "first"), second = moduleNamed("backup", std::string(128, 's'));
+  EXPECT_EQ((Results{0, -1}), (Results{add(first), add(second)}));
   EXPECT_EQ(bytesOf(first), storedRecord(kFile, "backup"));
-  const ModuleRecord second = moduleNamed("backup", std::string(128, 's'));
-  EXPECT_EQ(0, modify(second));
+  EXPECT_EQ(Results(2, 0), (Results{modify(second), modify(moduleNamed("mirror"))}));
   EXPECT_EQ(bytesOf(second), storedRecord(kFile, "backup"));
-  EXPECT_EQ(0, modify(moduleNamed("mirror")));
-  EXPECT_EQ((Lines{"backup", "mirror"}), storedKeys(kFile));
-
-  EXPECT_EQ(-1, Nas1ModuleMod(nullptr));
-  EXPECT_EQ(-1, modify(moduleNamed("")));
   ModuleRecord endless = {};
   std::memset(&endless, 'x', sizeof endless);
-  EXPECT_EQ(-1, add(endless));
-  EXPECT_EQ(-1, modify(endless));
+  EXPECT_EQ(Results(4, -1), (Results{Nas1ModuleMod(nullptr), modify(moduleNamed("")), add(endless), modify(endless)}));
   EXPECT_EQ((Lines{"backup", "mirror"}), storedKeys(kFile));
   EXPECT_EQ(Lines{}, applianceLog());
 }
@@ -116,17 +104,11 @@ TEST_F(Modules, ListsStopAtCountSizeAndEnd) {
     int start, count, size, copied;
     bool tooSmall;
   } cases[] = {
-      {0, 5, 5 * kRecordSize, 5, false},
-      {0, 9, 9 * kRecordSize, 5, false},
-      {0, 2, 9 * kRecordSize, 2, false},
-      {3, 9, 9 * kRecordSize, 2, false},
-      {5, 9, 9 * kRecordSize, 0, false},
-      {-3, 9, 9 * kRecordSize, 5, false},
-      {0, 5, 700, 1, true},
-      {0, 1, 700, 1, false},
-      {0, 5, 363, 0, true},
-      {4, 5, 364, 1, false},
-      {0, 5, 0, 0, true},
+      // clang-format off
+      {0, 5, 5 * kRecordSize, 5, false}, {0, 9, 9 * kRecordSize, 5, false}, {0, 2, 9 * kRecordSize, 2, false},
+      {3, 9, 9 * kRecordSize, 2, false}, {5, 9, 9 * kRecordSize, 0, false}, {-3, 9, 9 * kRecordSize, 5, false},
+      {0, 5, 700, 1, true}, {0, 1, 700, 1, false}, {0, 5, 363, 0, true}, {4, 5, 364, 1, false}, {0, 5, 0, 0, true},
+      // clang-format on
   };
   for (const auto& c : cases) {
     (void)unlink("/var/log/nas1log");
@@ -152,11 +134,9 @@ TEST_F(Modules, ARegistryInUseFailsAndNullArgumentsAbort) {
   const GDBM_FILE held = gdbm_open("/etc/admin/module.gdbm", 0, GDBM_WRITER, 0, nullptr);
   ASSERT_NE(nullptr, held);
   char buffer[kRecordSize];
-  EXPECT_EQ(-1, add(moduleNamed("more")));
-  EXPECT_EQ(-1, modify(moduleNamed("here")));
-  EXPECT_EQ(-1, Nas1ModuleDel("here"));
-  EXPECT_EQ(0, Nas1ModuleList(0, 1, buffer, sizeof buffer));
-  EXPECT_EQ(0, Nas1ModuleList(0, 0, nullptr, 0));
+  EXPECT_EQ((Results{-1, -1, -1, 0, 0}),
+            (Results{add(moduleNamed("more")), modify(moduleNamed("here")), Nas1ModuleDel("here"),
+                     Nas1ModuleList(0, 1, buffer, sizeof buffer), Nas1ModuleList(0, 0, nullptr, 0)}));
   (void)gdbm_close(held);
 
   const std::function<void()> aborting[] = {

@@ -1,15 +1,7 @@
 // The monitor daemon as a process of its own: what it reports, and what it passes on.
 
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <csignal>
-#include <functional>
-
-#include "api/nas1api.h"
 #include "frame/appliance.h"
 
 namespace {
@@ -18,14 +10,6 @@ constexpr char kPassedOn[] = "/tmp/nas1mond.out";
 constexpr char kDriversPid[] = "/run/nas1-driver/daemon-pid";
 constexpr char kPidFile[] = "/run/nas1mond.pid";
 constexpr char kUpsFile[] = "/run/ups.state";
-
-bool comes(const std::function<bool()>& condition) {
-  for (int waitedMs = 0; waitedMs < 10000; ++waitedMs) {
-    if (condition()) return true;
-    (void)usleep(1000);
-  }
-  return false;
-}
 
 // Whether a line of the system log ends like that. While a daemon writes to it no end of it can be awaited.
 bool systemLogHas(const std::string& end) {

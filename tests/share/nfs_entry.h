@@ -1,23 +1,14 @@
 #pragma once
 // Host entries and lists of them, as bytes.
 
-#include <cstring>
-
-#include "api/nas1api.h"
 #include "frame/appliance.h"
 
 inline std::string nfsEntry(const std::string& host, unsigned flags = 0, int anonuid = 0, int anongid = 0,
                             const char* mask = "") {
-  NfsHostEntry entry = {.size = static_cast<std::uint32_t>(sizeof entry + host.size()),
-                        .flags = flags,
-                        .anonuid = anonuid,
-                        .anongid = anongid,
-                        .mask = {},
-                        .host = {}};
+  const std::uint32_t size = static_cast<std::uint32_t>(sizeof(NfsHostEntry) + host.size());
+  NfsHostEntry entry = {.size = size, .flags = flags, .anonuid = anonuid, .anongid = anongid, .mask = {}, .host = {}};
   std::memcpy(entry.mask, mask, strnlen(mask, sizeof entry.mask));
-  std::string bytes = bytesOf(entry);
-  bytes.pop_back();
-  return bytes + host + '\0';
+  return bytesOf(entry).substr(0, sizeof entry - 1) + host + '\0';
 }
 
 // An entry with another size word than its own.

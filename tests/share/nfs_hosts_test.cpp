@@ -2,10 +2,6 @@
 
 #include "share/nfs_hosts.h"
 
-#include <csignal>
-
-#include <filesystem>
-
 #include "share/nfs_entry.h"
 
 namespace {
@@ -67,17 +63,15 @@ TEST_F(NfsHosts, BadArgumentsDoNothing) {
   const std::string entry = nfsEntry("alpha");
   char untouched = '#';
   int count = 77;
-  EXPECT_EQ(-1, Nas1ShareGetPermittedNfsSize(nullptr, &count, &count));
-  EXPECT_EQ(-1, Nas1ShareGetPermittedNfsSize("", &count, &count));
-  EXPECT_EQ(0, Nas1ShareGetPermittedNfs(nullptr, 1, &untouched, 1));
-  EXPECT_EQ(0, Nas1ShareGetPermittedNfs("docs", 1, nullptr, 1));
-  EXPECT_EQ(0, Nas1ShareGetPermittedNfs("docs", -1, &untouched, 1));
-  EXPECT_EQ(0, Nas1ShareGetPermittedNfs("docs", 1, &untouched, 0));
-  EXPECT_EQ(0, Nas1ShareGetPermittedNfs("docs", 1, &untouched, -1));
-  EXPECT_EQ(0, Nas1ShareSetPermittedNfs(nullptr, 1, entry.data()));
-  EXPECT_EQ(0, Nas1ShareSetPermittedNfs("docs", 1, nullptr));
-  EXPECT_EQ(0, Nas1ShareSetPermittedNfs("docs", -1, entry.data()));
-  EXPECT_EQ(-1, Nas1ShareSetPermittedNfs("", 1, entry.data()));
+  EXPECT_EQ(Results(3, -1),
+            (Results{Nas1ShareGetPermittedNfsSize(nullptr, &count, &count),
+                     Nas1ShareGetPermittedNfsSize("", &count, &count), Nas1ShareSetPermittedNfs("", 1, entry.data())}));
+  EXPECT_EQ(
+      Results(8, 0),
+      (Results{Nas1ShareGetPermittedNfs(nullptr, 1, &untouched, 1), Nas1ShareGetPermittedNfs("docs", 1, nullptr, 1),
+               Nas1ShareGetPermittedNfs("docs", -1, &untouched, 1), Nas1ShareGetPermittedNfs("docs", 1, &untouched, 0),
+               Nas1ShareGetPermittedNfs("docs", 1, &untouched, -1), Nas1ShareSetPermittedNfs(nullptr, 1, entry.data()),
+               Nas1ShareSetPermittedNfs("docs", 1, nullptr), Nas1ShareSetPermittedNfs("docs", -1, entry.data())}));
   EXPECT_EQ('#', untouched);
   EXPECT_EQ(77, count);
   EXPECT_EQ(Lines(), storedKeys("share_nfs.gdbm"));
@@ -97,22 +91,21 @@ TEST_F(NfsHosts, EntriesThatCannotBeSteppedThroughAreRefused) {
 
 TEST_F(NfsHosts, DamagedRecordsAreNeverReadPastTheirEnd) {
   const std::string good = nfsEntry("alpha");
-  const int bytes = static_cast<int>(good.size());
-  const auto size = static_cast<std::uint32_t>(bytes);
+  const auto size = static_cast<std::uint32_t>(good.size());
+  const std::string one = "0 1 " + std::to_string(size);
   const struct {
     const char* name;
-    std::string record;
-    std::string asked;
+    std::string record, asked;
     int listed;
   } cases[] = {
       {"negative count", nfsList(-1, good), "-1 77 77", 0},
-      {"count too large", nfsList(0x7FFFFFFF, good), "0 2147483647 " + std::to_string(bytes), 1},
-      {"size 0", nfsList(2, good + nfsEntrySized(0, "beta")), "0 2 " + std::to_string(2 * bytes - 1), 1},
-      {"size 0 first", nfsList(1, nfsEntrySized(0, "alpha")), "0 1 " + std::to_string(bytes), 0},
-      {"size past the record", nfsList(1, nfsEntrySized(size + 1, "alpha")), "0 1 " + std::to_string(bytes), 0},
-      {"size wraps", nfsList(1, nfsEntrySized(0xFFFFFFFF, "alpha")), "0 1 " + std::to_string(bytes), 0},
-      {"host without NUL", nfsList(1, nfsEntrySized(size - 1, "alpha")), "0 1 " + std::to_string(bytes), 0},
-      {"more than counted", nfsList(1, good + good), "0 1 " + std::to_string(2 * bytes), 1},
+      {"count too large", nfsList(0x7FFFFFFF, good), "0 2147483647 " + std::to_string(size), 1},
+      {"size 0", nfsList(2, good + nfsEntrySized(0, "beta")), "0 2 " + std::to_string(2 * size - 1), 1},
+      {"size 0 first", nfsList(1, nfsEntrySized(0, "alpha")), one, 0},
+      {"size past the record", nfsList(1, nfsEntrySized(size + 1, "alpha")), one, 0},
+      {"size wraps", nfsList(1, nfsEntrySized(0xFFFFFFFF, "alpha")), one, 0},
+      {"host without NUL", nfsList(1, nfsEntrySized(size - 1, "alpha")), one, 0},
+      {"more than counted", nfsList(1, good + good), "0 1 " + std::to_string(2 * size), 1},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -126,38 +119,29 @@ TEST_F(NfsHosts, DamagedRecordsAreNeverReadPastTheirEnd) {
     EXPECT_EQ(cut < 40 ? -1 : 0, Nas1ShareGetPermittedNfsSize("docs", nullptr, nullptr)) << cut;
     (void)listed(2, 200, cut < 40 + good.size() ? 0 : 1);
   }
+  blockFile("/etc/admin/share_nfs.gdbm");
+  EXPECT_EQ("-1 77 77", asked("docs"));
+  (void)listed(1, 64, 0);
+  EXPECT_EQ(-1, Nas1ShareSetPermittedNfs("docs", 1, good.data()));
+  EXPECT_EQ(Lines(), commands());
 }
 
 TEST_F(NfsHosts, AStoredListIsExportedAtOnceUnlessABatchIsOn) {
   char name[] = "docs";
+  const std::string entry = nfsEntry("alpha"), other = nfsEntry("beta");
   ASSERT_EQ(0, EnableNas1ShareBatch(1));
   ASSERT_EQ(0, Nas1ShareAdd(name, "", "/volume/v1/docs"));
-  const std::string entry = nfsEntry("alpha");
   EXPECT_EQ(0, Nas1ShareSetPermittedNfs("docs", 1, entry.data()));
   EXPECT_EQ("before\n", readFile("/etc/exports"));
   EXPECT_EQ(Lines(), commands());
-
   ASSERT_EQ(0, EnableNas1ShareBatch(0));
-  Lines ran = commands();
-  const std::string other = nfsEntry("beta");
-  EXPECT_EQ(0, Nas1ShareSetPermittedNfs("docs", 1, other.data()));
+  EXPECT_EQ(Lines{"/usr/sbin/exportfs -ra"},
+            commandsOf([&] { EXPECT_EQ(0, Nas1ShareSetPermittedNfs("docs", 1, other.data())); }));
   EXPECT_EQ("/volume/v1/docs\tbeta(sync,ro,no_all_squash,no_root_squash) \n", readFile("/etc/exports"));
-  ran.emplace_back("/usr/sbin/exportfs -ra");
-  EXPECT_EQ(ran, commands());
 
   // What cannot be exported is stored all the same.
-  std::filesystem::remove("/etc/exports");
-  std::filesystem::create_directory("/etc/exports");
+  blockFile("/etc/exports");
   EXPECT_EQ(0, inChild([&] { EXPECT_EQ(-1, Nas1ShareSetPermittedNfs("docs", 1, entry.data())); }).exitCode);
   EXPECT_EQ(nfsList(1, entry), storedRecord("share_nfs.gdbm", "docs"));
-  std::filesystem::remove("/etc/exports");
-}
-
-TEST_F(NfsHosts, AFileThatCannotBeOpenedFails) {
-  std::filesystem::create_directory("/etc/admin/share_nfs.gdbm");
-  const std::string entry = nfsEntry("alpha");
-  EXPECT_EQ("-1 77 77", asked("docs"));
-  (void)listed(1, 64, 0);
-  EXPECT_EQ(-1, Nas1ShareSetPermittedNfs("docs", 1, entry.data()));
-  EXPECT_EQ(Lines(), commands());
+  (void)rmdir("/etc/exports");
 }

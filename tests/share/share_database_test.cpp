@@ -2,11 +2,6 @@
 
 #include "share/share_database.h"
 
-#include <csignal>
-#include <cstring>
-#include <filesystem>
-#include <map>
-
 #include "frame/appliance.h"
 
 namespace {
@@ -18,15 +13,10 @@ constexpr char kPath[] = "/volume/v1/shared";
 constexpr const char* entryFiles[] = {"share_nfs.gdbm", "user_local.gdbm", "user_smb.gdbm",
                                       "user_nfs.gdbm",  "user_ncp.gdbm",   "user_afp.gdbm"};
 
-class ShareDatabase : public ApplianceTest {};
+using ShareDatabase = ApplianceTest;
 
 int add(std::string name, const char* comment = "comment", const char* path = kPath) {
   return Nas1ShareAdd(name.data(), comment, path);
-}
-
-std::string padded(std::string text, std::size_t size) {
-  text.resize(size, '\0');
-  return text;
 }
 
 std::string infoOf(const std::string& name, const std::string& comment, const std::string& path) {
@@ -84,17 +74,14 @@ TEST_F(ShareDatabase, ArgumentsMustFitTheirFields) {
   EXPECT_EQ(0, Nas1ShareMod(name31.c_str(), comment63.c_str(), kPath));
   const std::string name32 = name31 + 'n';
   const std::string comment64 = comment63 + 'c';
-  const struct {
-    const char* name;
-    const char* comment;
-    const char* path;
-  } refused[] = {{name32.c_str(), "", kPath},      {name31.c_str(), comment64.c_str(), kPath},
-                 {name31.c_str(), nullptr, kPath}, {name31.c_str(), "", nullptr},
-                 {name31.c_str(), "", ""},         {nullptr, "", kPath}};
-  for (const auto& c : refused) {
-    std::string copy = c.name == nullptr ? "" : c.name;
-    EXPECT_EQ(-1, Nas1ShareAdd(c.name == nullptr ? nullptr : copy.data(), c.comment, c.path));
-    EXPECT_EQ(-1, Nas1ShareMod(c.name, c.comment, c.path));
+  const std::tuple<const char*, const char*, const char*> refused[] = {
+      {name32.c_str(), "", kPath},      {name31.c_str(), comment64.c_str(), kPath},
+      {name31.c_str(), nullptr, kPath}, {name31.c_str(), "", nullptr},
+      {name31.c_str(), "", ""},         {nullptr, "", kPath}};
+  for (const auto& [name, comment, path] : refused) {
+    std::string copy = name == nullptr ? "" : name;
+    EXPECT_EQ(Results(2, -1), (Results{Nas1ShareAdd(name == nullptr ? nullptr : copy.data(), comment, path),
+                                       Nas1ShareMod(name, comment, path)}));
   }
   EXPECT_EQ(-1, Nas1ShareMod("", "", kPath));
   EXPECT_EQ(SIGABRT, inChild([] { (void)add("  "); }).signal) << "an empty name breaks an invariant";
@@ -147,8 +134,7 @@ TEST_F(ShareDatabase, ADeletedShareTakesAllThatHangsOnItAlong) {
   // Kept: the directory goes also when the record could not be deleted.
   ASSERT_EQ(0, add("it"));
   for (const char* file : {"share_nfs.gdbm", "user_smb.gdbm", "user_ncp.gdbm"}) storeRecord(file, "it", "x");
-  std::filesystem::remove("/etc/admin/user_nfs.gdbm");
-  std::filesystem::create_directory("/etc/admin/user_nfs.gdbm");
+  blockFile("/etc/admin/user_nfs.gdbm");
   EXPECT_EQ(-1, Nas1ShareDel("it"));
   EXPECT_FALSE(exists(kPath));
   EXPECT_EQ(Lines{"it"}, storedKeys(kRecords));
@@ -209,8 +195,7 @@ TEST_F(ShareDatabase, ListsArePackedInStoredOrder) {
   const std::string sizeWord = blocks[2].substr(0, 4);
   const struct {
     const char* name;
-    int start;
-    int count;
+    int start, count;
     std::size_t room;
     int copied;
     std::string content;
@@ -247,9 +232,7 @@ TEST_F(ShareDatabase, SettingsAreReadAndStoredByTheirType) {
 
   const struct {
     const char* type;
-    int length;
-    int result;
-    int outLength;
+    int length, result, outLength;
     std::string out;
   } cases[] = {
       {"ro_passwd", 32, 0, 5, padded("read", 33)},
@@ -274,14 +257,12 @@ TEST_F(ShareDatabase, SettingsAreReadAndStoredByTheirType) {
   EXPECT_EQ(0, Nas1ShareGetPassword("it", 0, password.bytes.data()));
   EXPECT_EQ(padded("read", 33), password.content());
   EXPECT_EQ(-2, NasShareSetConfig("it", "passwd", 4, "x"));
-  EXPECT_EQ(-1, NasShareSetConfig("none", "passwd", 4, "x"));
-  EXPECT_EQ(-1, Nas1ShareGetPassword("none", 0, password.bytes.data()));
-  EXPECT_EQ(-1, Nas1ShareGetPassword("it", 0, nullptr));
-  EXPECT_EQ(-1, Nas1ShareGetPassword(nullptr, 0, password.bytes.data()));
-  EXPECT_EQ(-1, Nas1ShareSetPassword("it", 0, std::string(32, 'x').c_str()));
-  EXPECT_EQ(-1, Nas1ShareSetPassword("it", 0, nullptr));
-  EXPECT_EQ(-1, NasShareSetConfig("it", nullptr, 32, "x"));
-  EXPECT_EQ(-1, NasShareSetConfig("it", "ro_passwd", 32, nullptr));
+  EXPECT_EQ(
+      Results(8, -1),
+      (Results{NasShareSetConfig("none", "passwd", 4, "x"), Nas1ShareGetPassword("none", 0, password.bytes.data()),
+               Nas1ShareGetPassword("it", 0, nullptr), Nas1ShareGetPassword(nullptr, 0, password.bytes.data()),
+               Nas1ShareSetPassword("it", 0, std::string(32, 'x').c_str()), Nas1ShareSetPassword("it", 0, nullptr),
+               NasShareSetConfig("it", nullptr, 32, "x"), NasShareSetConfig("it", "ro_passwd", 32, nullptr)}));
   EXPECT_EQ(recordOf("it", "comment", kPath, "read", "ww", 1), storedRecord(kRecords, "it"));
   EXPECT_EQ((Lines{"err Warning! No such Type:passwd", "err Warning! No such Type:passwd",
                    "err Warning! No Such Share:none", "err Warning! No Such Share:none"}),
@@ -303,20 +284,18 @@ TEST_F(ShareDatabase, DamagedRecordsAreNeverReadPastTheirEnd) {
     char buffer[256];
     int count = 0;
     int bytes = -1;
-    EXPECT_EQ(-1, Nas1GetShareInfo("it", buffer, sizeof buffer));
-    EXPECT_EQ(0, Nas1ShareList(0, 9, buffer, sizeof buffer));
-    EXPECT_EQ(0, Nas1ShareCountSize(&count, &bytes));
-    EXPECT_EQ(1, count);
-    EXPECT_EQ(0, bytes);
-    EXPECT_EQ(-1, Nas1ShareDel("it"));
-    EXPECT_EQ(value.size() < 204 ? -1 : 0, Nas1ShareGetPassword("it", 0, buffer));
-    EXPECT_EQ(value.size() < 204 ? -1 : 0, Nas1ShareSetPassword("it", 0, "ro"));
+    const int settings = value.size() < 204 ? -1 : 0;
+    EXPECT_EQ((Results{-1, 0, 0, -1, settings, settings}),
+              (Results{Nas1GetShareInfo("it", buffer, sizeof buffer), Nas1ShareList(0, 9, buffer, sizeof buffer),
+                       Nas1ShareCountSize(&count, &bytes), Nas1ShareDel("it"), Nas1ShareGetPassword("it", 0, buffer),
+                       Nas1ShareSetPassword("it", 0, "ro")}))
+        << value.size();
+    EXPECT_EQ((Results{1, 0}), (Results{count, bytes})) << value.size();
   }
   EXPECT_EQ(0, Nas1ShareMod("it", "comment", kPath)) << "a modification mends what is broken behind the settings";
   EXPECT_EQ(whole, storedRecord(kRecords, "it"));
 
-  std::filesystem::remove("/etc/admin/share.gdbm");
-  std::filesystem::create_directory("/etc/admin/share.gdbm");
+  blockFile("/etc/admin/share.gdbm");
   int count = -1;
   EXPECT_EQ(-1, add("other", "", "/volume/v1/other"));
   EXPECT_FALSE(exists("/volume/v1/other"));

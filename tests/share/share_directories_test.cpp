@@ -1,11 +1,5 @@
 // Directories of shares: what the shell is given, and what becomes of the directory.
 
-#include <csignal>
-
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include "api/nas1api.h"
 #include "frame/appliance.h"
 
 namespace {

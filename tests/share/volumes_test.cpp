@@ -2,29 +2,18 @@
 
 #include "share/volumes.h"
 
-#include <algorithm>
-
-#include <unistd.h>
-
 #include "frame/appliance.h"
 
 namespace {
 
 constexpr char kTable[] = "/etc/fstab.zelmar";
 
-class Volumes : public ApplianceTest {};
+using Volumes = ApplianceTest;
 
 std::string entry(const std::string& device, const std::string& mount, const std::string& name,
                   const std::string& snapshot = "") {
-  std::string bytes = bytesOf(std::uint32_t{248}) + device;
-  bytes.resize(36);
-  bytes += mount;
-  bytes.resize(68);
-  bytes += name;
-  bytes.resize(100);
-  bytes += snapshot;
-  bytes.resize(248);
-  return bytes;
+  return bytesOf(std::uint32_t{248}) + padded(device, 32) + padded(mount, 32) + padded(name, 32) +
+         padded(snapshot, 148);
 }
 
 // What a call with that size leaves in a buffer of four entries, with its result in front.

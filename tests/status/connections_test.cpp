@@ -2,37 +2,20 @@
 
 #include "status/connections.h"
 
-#include <sys/ipc.h>
-#include <sys/shm.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <csignal>
-#include <cstring>
-#include <filesystem>
-
-#include "frame/appliance.h"
-#include "status/segment.h"
+#include "status/raw_segment.h"
 
 namespace {
 
 // A process that serves a connection until it is told to go.
-struct Server {
+struct Server : Processes {
   pid_t pid;
-  Server() : pid(fork()) {
-    if (pid != 0) return;
-    for (;;) (void)pause();
+  Server() {
+    start([] {
+      for (;;) (void)pause();
+    });
+    pid = pids[0];
   }
-  ~Server() { end(); }
-  Server(const Server&) = delete;
-  Server& operator=(const Server&) = delete;
-  void end() {
-    if (pid <= 0) return;
-    (void)kill(pid, SIGKILL);
-    (void)waitpid(pid, nullptr, 0);
-    pid = 0;
-  }
+  ~Server() { stop(); }
 };
 
 ConnectionRecord recordOf(pid_t pid, const char* description) {
@@ -64,21 +47,10 @@ Lines listed(int protocol) {
 
 std::string line(pid_t pid, const char* description) { return std::to_string(pid) + " " + description; }
 
-// A protocol's segment as any process finds it, past the library.
-struct RawSegment {
-  unsigned char* const bytes;
-  explicit RawSegment(const char* path)
-      : bytes(static_cast<unsigned char*>(shmat(shmget(ftok(path, 'S'), 213064, 0), nullptr, 0))) {}
-  ~RawSegment() { (void)shmdt(bytes); }
-  RawSegment(const RawSegment&) = delete;
-  RawSegment& operator=(const RawSegment&) = delete;
-  std::int32_t word(std::size_t offset) const {
-    std::int32_t value = 0;
-    std::memcpy(&value, bytes + offset, sizeof value);
-    return value;
-  }
-  void setWord(std::size_t offset, std::int32_t value) { std::memcpy(bytes + offset, &value, sizeof value); }
-};
+// The word at that offset of a record in the table.
+std::int32_t& wordOf(const RawSegment& segment, int record, std::size_t offset) {
+  return reinterpret_cast<std::int32_t&>(segment.words[(72 + static_cast<std::size_t>(record) * 104 + offset) / 4]);
+}
 
 }  // namespace
 
@@ -92,35 +64,26 @@ TEST_F(ConnectionsTest, AddedReplacedAndDeletedRecordsKeepTheTablePacked) {
   EXPECT_EQ(0, add(PROTO_CIFS, a.pid, "first"));
   EXPECT_EQ(0, add(PROTO_CIFS, b.pid, "second"));
   EXPECT_EQ(0, add(PROTO_CIFS, c.pid, "third"));
-  {
-    RawSegment raw("/etc/samba");
-    EXPECT_EQ(0, raw.word(0)) << "lock word";
-    EXPECT_EQ(3, raw.word(4)) << "count";
-    EXPECT_EQ(a.pid, raw.word(72));
-    EXPECT_LE(before, raw.word(72 + 4));
-    EXPECT_EQ(c.pid, raw.word(72 + 2 * 104));
-    EXPECT_EQ("third", std::string(reinterpret_cast<const char*>(raw.bytes) + 72 + 2 * 104 + 8));
-    raw.setWord(72 + 4, raw.word(72 + 4) - 50);
-  }
+  const RawSegment raw("/etc/samba");
+  EXPECT_EQ(0U, raw.words[0]) << "lock word";
+  EXPECT_EQ(3U, raw.words[1]) << "count";
+  EXPECT_EQ((Results{a.pid, c.pid}), (Results{wordOf(raw, 0, 0), wordOf(raw, 2, 0)}));
+  EXPECT_STREQ("third", raw.bytes() + 72 + 2 * 104 + 8);
+  EXPECT_LE(before, wordOf(raw, 0, 4));
+  wordOf(raw, 0, 4) -= 50;
   EXPECT_EQ(0, add(PROTO_CIFS, a.pid, "first again"));
   EXPECT_EQ(3, Nas1ConnectionCount(PROTO_CIFS));
   ConnectionRecord first = {};
   EXPECT_EQ(1, Nas1ListConnection(PROTO_CIFS, 0, 1, &first, sizeof first));
   EXPECT_TRUE(first.time >= 50 && first.time < 60) << "the first time of connection stays: " << first.time;
-  EXPECT_STREQ("first again", first.data);
 
   EXPECT_EQ(0, Nas1DelConnection(PROTO_CIFS, b.pid));
-  EXPECT_EQ((Lines{line(a.pid, "first again"), line(c.pid, "third")}), [&] {
-    RawSegment raw("/etc/samba");
-    raw.setWord(72 + 4, static_cast<std::int32_t>(time(nullptr)));
-    return listed(PROTO_CIFS);
-  }());
+  EXPECT_EQ((Lines{line(a.pid, "first again"), line(c.pid, "third")}), listed(PROTO_CIFS));
   EXPECT_EQ(-1, Nas1DelConnection(PROTO_CIFS, b.pid)) << "gone already";
   EXPECT_EQ(0, Nas1DelConnection(PROTO_CIFS, c.pid)) << "the last one";
   EXPECT_EQ(0, Nas1DelConnection(PROTO_CIFS, a.pid));
   EXPECT_EQ(0, Nas1DelConnection(PROTO_CIFS, a.pid)) << "empty table";
-  const RawSegment raw("/etc/samba");
-  EXPECT_TRUE(std::all_of(raw.bytes, raw.bytes + 213064, [](unsigned char byte) { return byte == 0; }))
+  EXPECT_TRUE(std::all_of(raw.words, raw.words + RawSegment::kSize / 4, [](auto word) { return word == 0; }))
       << "nothing stays of deleted records";
   EXPECT_EQ((Lines{"info Creating new shared memory segment", "info NotFound!Connections: " + std::to_string(b.pid)}),
             systemLog());
@@ -134,7 +97,7 @@ TEST_F(ConnectionsTest, DeadServersAreSweptOneAtAnAddAndAllAtAList) {
   Lines expected = {"info Creating new shared memory segment"};
   for (Server& server : dead) {
     expected.push_back("info sharemem.c:293 garbageCollectOnce PID=" + std::to_string(server.pid));
-    server.end();
+    server.stop();
   }
   std::swap(expected[2], expected[3]);  // the last one takes the place of the first
   EXPECT_EQ(0, add(PROTO_AFP, alive.pid, "alive"));
@@ -145,30 +108,29 @@ TEST_F(ConnectionsTest, DeadServersAreSweptOneAtAnAddAndAllAtAList) {
 
 TEST_F(ConnectionsTest, TheFullTableRefusesAndDamagedCountsAreBounded) {
   ASSERT_EQ(0, add(PROTO_NCP, getpid(), "full"));
-  RawSegment raw("/etc/nwserv.conf");
-  for (std::size_t i = 1; i < CONNECTION_MAX; i++) std::memcpy(raw.bytes + 72 + i * 104, raw.bytes + 72, 104);
-  raw.setWord(4, CONNECTION_MAX);
-  const std::string before(reinterpret_cast<const char*>(raw.bytes), 213064);
+  const RawSegment raw("/etc/nwserv.conf");
+  for (std::size_t i = 1; i < CONNECTION_MAX; i++) std::memcpy(raw.bytes() + 72 + i * 104, raw.bytes() + 72, 104);
+  raw.words[1] = CONNECTION_MAX;
+  const std::string before(raw.bytes(), RawSegment::kSize);
   const std::size_t told = driverRequests().size();
   EXPECT_EQ(-3, add(PROTO_NCP, getppid(), "one too many"));
-  EXPECT_TRUE(before == std::string(reinterpret_cast<const char*>(raw.bytes), 213064)) << "nothing changes";
+  EXPECT_TRUE(before == std::string(raw.bytes(), RawSegment::kSize)) << "nothing changes";
   EXPECT_EQ(told, driverRequests().size());
   EXPECT_EQ(0, add(PROTO_NCP, getpid(), "known ones are still replaced"));
 
   std::vector<ConnectionRecord> records(CONNECTION_MAX);
   const int size = static_cast<int>(records.size() * sizeof(ConnectionRecord));
-  for (const std::int32_t damaged : {CONNECTION_MAX + 1, INT32_MAX}) {
-    raw.setWord(4, damaged);
-    EXPECT_EQ(CONNECTION_MAX, Nas1ConnectionCount(PROTO_NCP));
-    EXPECT_EQ(CONNECTION_MAX, sysListConnection(PROTO_NCP, 0, INT32_MAX, records.data()));
-    EXPECT_EQ(-3, add(PROTO_NCP, getppid(), "one too many"));
+  for (const std::uint32_t damaged : {CONNECTION_MAX + 1U, 0x7FFFFFFFU}) {
+    raw.words[1] = damaged;
+    EXPECT_EQ((Results{CONNECTION_MAX, CONNECTION_MAX, -3}),
+              (Results{Nas1ConnectionCount(PROTO_NCP), sysListConnection(PROTO_NCP, 0, INT32_MAX, records.data()),
+                       add(PROTO_NCP, getppid(), "one too many")}));
   }
-  raw.setWord(4, -1);
-  EXPECT_EQ(0, Nas1ConnectionCount(PROTO_NCP));
-  EXPECT_EQ(0, Nas1ListConnection(PROTO_NCP, 0, 5, records.data(), size));
-  EXPECT_EQ(0, Nas1DelConnection(PROTO_NCP, getpid()));
-  EXPECT_EQ(0, add(PROTO_NCP, getpid(), "afresh"));
-  EXPECT_EQ(1, raw.word(4));
+  raw.words[1] = 0xFFFFFFFF;
+  EXPECT_EQ(Results(4, 0),
+            (Results{Nas1ConnectionCount(PROTO_NCP), Nas1ListConnection(PROTO_NCP, 0, 5, records.data(), size),
+                     Nas1DelConnection(PROTO_NCP, getpid()), add(PROTO_NCP, getpid(), "afresh")}));
+  EXPECT_EQ(1U, raw.words[1]);
 }
 
 TEST_F(ConnectionsTest, AListStaysWithinTheTableAndTheBuffer) {
@@ -211,11 +173,10 @@ TEST_F(ConnectionsTest, AListStaysWithinTheTableAndTheBuffer) {
 }
 
 TEST_F(ConnectionsTest, ProtocolsWithoutATableRefuse) {
-  for (const int protocol : std::initializer_list<int>{PROTO_FTP, PROTO_SNMP, PROTO_SYSTEM, PROTO_COUNT, -1}) {
-    EXPECT_EQ(-1, add(protocol, getpid(), "x")) << protocol;
-    EXPECT_EQ(-1, Nas1DelConnection(protocol, getpid())) << protocol;
-    EXPECT_EQ(0, Nas1ConnectionCount(protocol)) << protocol;
-  }
+  for (const int protocol : std::initializer_list<int>{PROTO_FTP, PROTO_SNMP, PROTO_SYSTEM, PROTO_COUNT, -1})
+    EXPECT_EQ((Results{-1, -1, 0}), (Results{add(protocol, getpid(), "x"), Nas1DelConnection(protocol, getpid()),
+                                             Nas1ConnectionCount(protocol)}))
+        << protocol;
   EXPECT_EQ(-1, Nas1AddConnection(PROTO_CIFS, nullptr));
   EXPECT_EQ(Lines(2, "err share memory error"), systemLog()) << "only deleting in a known protocol says so";
   EXPECT_EQ(Lines{}, driverRequests());
@@ -227,9 +188,8 @@ TEST_F(ConnectionsTest, ProtocolsWithoutATableRefuse) {
 
 TEST_F(ConnectionsTest, AnUnreachableDriverIsReportedButTheRecordStands) {
   {
-    std::filesystem::rename("/dev/nas1", "/dev/nas1.away");
+    const MovedAway driver("/dev/nas1");
     EXPECT_EQ(-2, add(PROTO_NFS, getpid(), "stored all the same"));
-    std::filesystem::rename("/dev/nas1.away", "/dev/nas1");
   }
   EXPECT_EQ(1, Nas1ConnectionCount(PROTO_NFS));
   EXPECT_EQ(Lines{"<ERR>  [SW]   open device error! /dev/nas1"}, applianceMessages());

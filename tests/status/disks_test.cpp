@@ -2,25 +2,13 @@
 
 #include "status/disks.h"
 
-#include <algorithm>
 #include <array>
-#include <filesystem>
 
 #include "frame/appliance.h"
 
 namespace {
 
 constexpr char kHotSwap[] = "/etc/hotswap.conf";
-constexpr char kDriver[] = "/dev/nas1";
-
-// The driver's place empty while this lives.
-struct NoDriver {
-  NoDriver() { std::filesystem::rename(kDriver, "/dev/nas1.away"); }
-  ~NoDriver() { std::filesystem::rename("/dev/nas1.away", kDriver); }
-  NoDriver(const NoDriver&) = delete;
-  NoDriver& operator=(const NoDriver&) = delete;
-};
-
 // The first numbers of the map, as many as asked for; all behind them must be their index and one.
 std::vector<int> numbers(std::size_t count) {
   std::vector<int> all(DiskNumMap, DiskNumMap + DISK_COUNT);
@@ -174,7 +162,7 @@ TEST_F(Disks, RaidStatusIsTheDriversWithTwoWordsOfTheConfiguration) {
   EXPECT_EQ(words + std::string(RAID_STATUS_SIZE, 's'), status);
   EXPECT_EQ((Lines{"0x480A", "0x480A"}), driverRequests());
 
-  const NoDriver gone;
+  const MovedAway driver("/dev/nas1");
   status.assign(status.size(), 's');
   EXPECT_EQ(-1, Nas1GetRaidStatus(status.data()));
   EXPECT_EQ(std::string(RAID_STATUS_SIZE + 8, 's'), status);
@@ -188,7 +176,7 @@ TEST_F(Disks, ShutdownIsOneRequest) {
   EXPECT_EQ(-1, Nas1Shutdown());
   descriptorsLeftByRule = 2;  // the system is going down
   EXPECT_EQ(Lines{}, applianceLog());
-  const NoDriver gone;
+  const MovedAway driver("/dev/nas1");
   EXPECT_EQ(-1, Nas1Shutdown());
   EXPECT_EQ(Lines{"<ERR>  [HD]   Error : Can't open nas1 device!"}, applianceMessages());
 }

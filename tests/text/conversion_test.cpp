@@ -1,10 +1,7 @@
 // Names carried over between EUC-JP on the server and Shift-JIS on its clients.
-#include <gtest/gtest.h>
 #include <iconv.h>
 
-#include <string>
-
-#include "api/nas1api.h"
+#include "frame/appliance.h"
 #include "text/code_page.h"
 
 namespace {

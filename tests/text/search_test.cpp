@@ -1,9 +1,7 @@
 // The searches that the library keeps to itself, built here once more.
 #include "text/search.cpp"  // NOLINT(bugprone-suspicious-include)
 
-#include <gtest/gtest.h>
-
-#include <string>
+#include "frame/appliance.h"
 
 namespace {
 
@@ -36,26 +34,18 @@ TEST(Search, LastPlaceAndPartsBeginAtCharacters) {
 }
 
 TEST(Search, PiecesAreCutAtDelimitersThatAreCharacters) {
-  const struct {
-    int page;
-    const char* text;
-    const char* pieces;
-  } cases[] = {
-      {932, ";;a;\x83;b;;c", "[a][\x83;b][c]"},
-      {860, ";;a;\x83;b,c;", "[a][\x83][b][c]"},
-      {932, "a;\x83", "[a][\x83]"},
-      {932, ";,", ""},
-      {932, "", ""},
-  };
-  for (const auto& c : cases) {
-    mbLangInit(c.page, -1);
-    std::string text = c.text;
-    std::string pieces;
+  const std::tuple<int, std::string, Lines> cases[] = {{932, ";;a;\x83;b;;c", {"a", "\x83;b", "c"}},
+                                                       {860, ";;a;\x83;b,c;", {"a", "\x83", "b", "c"}},
+                                                       {932, "a;\x83", {"a", "\x83"}},
+                                                       {932, ";,", {}},
+                                                       {932, "", {}}};
+  for (auto [page, text, pieces] : cases) {
+    mbLangInit(page, -1);
+    Lines found;
     char* rest = nullptr;
-    for (char* at = nextToken(text.data(), ";,", &rest); at != nullptr; at = nextToken(nullptr, ";,", &rest)) {
-      pieces += "[" + std::string(at) + "]";
-    }
-    EXPECT_EQ(c.pieces, pieces) << c.page;
+    for (char* at = nextToken(text.data(), ";,", &rest); at != nullptr; at = nextToken(nullptr, ";,", &rest))
+      found.emplace_back(at);
+    EXPECT_EQ(pieces, found) << page;
   }
 }
 

@@ -1,12 +1,6 @@
 // Names in single-byte and East Asian code pages, through the exported functions.
-#include <gtest/gtest.h>
-
-#include <csignal>
-#include <cstring>
 #include <memory>
-#include <string>
 
-#include "api/nas1api.h"
 #include "frame/appliance.h"
 #include "text/code_page.h"
 #include "text/mb_string.h"
@@ -48,12 +42,10 @@ TEST(CodePage, CaseLeavesDoubleByteCharactersAlone) {
   // clang-format off
   const struct { int page; const char *text, *upper, *lower; } cases[] = {
       {932, "a\x83\x61z\x83\x5AZ", "A\x83\x61Z\x83\x5AZ", "a\x83\x61z\x83\x5Az"},
-      {932, "\xB1z\xE0\x7A", "\xB1Z\xE0\x7A", "\xB1z\xE0\x7A"},
-      {932, "a\x81", "A\x81", "a\x81"},
+      {932, "\xB1z\xE0\x7A", "\xB1Z\xE0\x7A", "\xB1z\xE0\x7A"}, {932, "a\x81", "A\x81", "a\x81"},
       {936, "\x81\x61\xFE\x61\x80q", "\x81\x61\xFE\x61\x80Q", "\x81\x61\xFE\x61\x80q"},
       {949, "\xFD\x61\xFEq", "\xFD\x61\xFEQ", "\xFD\x61\xFEq"},
-      {950, "\xA0q\xA1q\xF9qq", "\xA0Q\xA1q\xF9qQ", "\xA0q\xA1q\xF9qq"},
-      {860, "\x83q", "\x83Q", "\x83q"},
+      {950, "\xA0q\xA1q\xF9qq", "\xA0Q\xA1q\xF9qQ", "\xA0q\xA1q\xF9qq"}, {860, "\x83q", "\x83Q", "\x83q"},
       {932, "", "", ""},
   };
   // clang-format on
@@ -68,19 +60,11 @@ TEST(CodePage, ComparisonGoesByLengthThenByFirstDifference) {
   const std::string longText(3000, 'x');
   // clang-format off
   const struct { int page; std::string a, b; int result; } cases[] = {
-      {860, "abc", "ABC", 0},
-      {860, "abc", "ABCD", -1},
-      {860, "", "abc", -3},
-      {860, "aC", "Ab", 1},
-      {860, "ab", "A_", 'B' - '_'},
-      {860, "a", "\xE9", 'A' - 0xE9},
-      {932, "\x83\x61", "\x83\x41", 1},
-      {932, "\x83\x41z", "\x83\x61y", -1},
-      {932, "\x83\x61q", "\x83\x61Q", 0},
-      {860, "\x83\x61", "\x83\x41", 0},
+      {860, "abc", "ABC", 0}, {860, "abc", "ABCD", -1}, {860, "", "abc", -3}, {860, "aC", "Ab", 1},
+      {860, "ab", "A_", 'B' - '_'}, {860, "a", "\xE9", 'A' - 0xE9}, {932, "\x83\x61", "\x83\x41", 1},
+      {932, "\x83\x41z", "\x83\x61y", -1}, {932, "\x83\x61q", "\x83\x61Q", 0}, {860, "\x83\x61", "\x83\x41", 0},
       {932, "\x81\x40", "a\x40", 1},  // the first text decides what is a unit
-      {932, "a\x40", "\x81\x40", 'A' - 0x81},
-      {932, "a\x81", "A\x81", 0},
+      {932, "a\x40", "\x81\x40", 'A' - 0x81}, {932, "a\x81", "A\x81", 0},
       {932, "\xE0\xFC", "\xE0\x40", 1},  // unsigned bytes
       {860, longText + "a", longText + "bcd", 0},
       {932, std::string(2046, 'x') + "\x81\x40", std::string(2046, 'X') + "\x81\x41", 0},  // cut between the two
@@ -98,21 +82,12 @@ TEST(CodePage, ComparisonGoesByLengthThenByFirstDifference) {
 TEST(CodePage, CountedComparisonWantsTheWholeCount) {
   // clang-format off
   const struct { int page; const char *a, *b; int count, result; } cases[] = {
-      {860, "abc", "ABC", 3, 0},
-      {860, "abc", "ABC", 4, 1},
-      {860, "abcd", "ABCE", 3, 0},
-      {860, "abc", "ABD", 3, 1},
-      {860, "", "", 1, 1},
-      {860, "a", "a", -1, 1},
-      {860, "a", "b", 0, 0},
-      {932, "a\x83\x61", "A\x83\x61", 3, 0},
+      {860, "abc", "ABC", 3, 0}, {860, "abc", "ABC", 4, 1}, {860, "abcd", "ABCE", 3, 0}, {860, "abc", "ABD", 3, 1},
+      {860, "", "", 1, 1}, {860, "a", "a", -1, 1}, {860, "a", "b", 0, 0}, {932, "a\x83\x61", "A\x83\x61", 3, 0},
       {932, "a\x83\x61", "A\x83\x41", 3, 1},
       {932, "\x83\x61", "\x83\x61", 1, 1},  // half a character
-      {932, "a\x81", "A\x81", 2, 0},
-      {932, "a\x81", "A\x81", 3, 1},
-      {932, "\x81\x40", "\x81", 2, 1},
-      {932, "\x81", "\x81\x40", 2, 1},
-      {932, "a\x40", "\x81\x40", 2, 1},
+      {932, "a\x81", "A\x81", 2, 0}, {932, "a\x81", "A\x81", 3, 1}, {932, "\x81\x40", "\x81", 2, 1},
+      {932, "\x81", "\x81\x40", 2, 1}, {932, "a\x40", "\x81\x40", 2, 1},
   };
   // clang-format on
   for (const auto& c : cases) {
@@ -121,27 +96,19 @@ TEST(CodePage, CountedComparisonWantsTheWholeCount) {
     EXPECT_EQ(c.result, NasStrNCaseCmp(a, b, c.count)) << c.a << " " << c.b << " " << c.count;
     EXPECT_EQ(c.count != 0 && c.result == 0, mbStrnEqual(a, b, c.count) == 1) << c.a << " " << c.b << " " << c.count;
   }
-  EXPECT_EQ(1, mbStrnEqual(nullptr, nullptr, 0));
-  EXPECT_EQ(0, mbStrnEqual("a", nullptr, 1));
-  EXPECT_EQ(1, mbStrEqual(nullptr, nullptr));
-  EXPECT_EQ(0, mbStrEqual(nullptr, "a"));
-  EXPECT_EQ(1, mbStrCsEqual(nullptr, nullptr));
-  EXPECT_EQ(0, mbStrCsEqual("a", nullptr));
+  EXPECT_EQ((Results{1, 0, 1, 0, 1, 0}),
+            (Results{mbStrnEqual(nullptr, nullptr, 0), mbStrnEqual("a", nullptr, 1), mbStrEqual(nullptr, nullptr),
+                     mbStrEqual(nullptr, "a"), mbStrCsEqual(nullptr, nullptr), mbStrCsEqual("a", nullptr)}));
 }
 
 TEST(CodePage, SearchAndReplacementNeverTakeATrailByte) {
   // clang-format off
   // firstAt: place of the set's first byte, -1 when the text has none
   const struct { int page; const char *text, *set; int byte; const char* replaced; int firstAt; } cases[] = {
-      {932, "\x83\x5C/\\x", "\\", '_', "\x83\x5C/_x", 3},
-      {932, "\x83\x5C", "\\", '_', "\x83\x5C", -1},
-      {936, "\x81|a|", "|", '_', "\x81|a_", 3},
-      {860, "\x83\x5C|", "\\|", '_', "\x83__", 1},
-      {950, "a*b?c*", "*?", '_', "a_b_c_", 1},
-      {932, "a\xB1z\x81", "\x81\xB1", '_', "a_z_", 3},
-      {932, "a:b/c:d", ":/", 0, "a", 1},
-      {932, "c:b/a", "/:", 0, "c", 3},
-      {932, "same", "", '_', "same", 4},
+      {932, "\x83\x5C/\\x", "\\", '_', "\x83\x5C/_x", 3}, {932, "\x83\x5C", "\\", '_', "\x83\x5C", -1},
+      {936, "\x81|a|", "|", '_', "\x81|a_", 3}, {860, "\x83\x5C|", "\\|", '_', "\x83__", 1},
+      {950, "a*b?c*", "*?", '_', "a_b_c_", 1}, {932, "a\xB1z\x81", "\x81\xB1", '_', "a_z_", 3},
+      {932, "a:b/c:d", ":/", 0, "a", 1}, {932, "c:b/a", "/:", 0, "c", 3}, {932, "same", "", '_', "same", 4},
   };
   // clang-format on
   for (const auto& c : cases) {
@@ -161,12 +128,9 @@ TEST(CodePage, SearchAndReplacementNeverTakeATrailByte) {
 TEST(CodePage, CopyNeverCutsACharacterInHalf) {
   // clang-format off
   const struct { int page; const char* text; int count; const char* copy; } cases[] = {
-      {932, "ab\x81\x40", 3, "ab"},
-      {932, "ab\x81\x40", 4, "ab\x81\x40"},
+      {932, "ab\x81\x40", 3, "ab"}, {932, "ab\x81\x40", 4, "ab\x81\x40"},
       {932, "\x81\x81z", 2, "\x81\x81"},  // a trail byte that looks like a lead byte
-      {932, "\x81\x81\x81", 3, "\x81\x81"},
-      {932, "a\x81", 9, "a"},
-      {860, "ab\x81\x40", 3, "ab\x81"},
+      {932, "\x81\x81\x81", 3, "\x81\x81"}, {932, "a\x81", 9, "a"}, {860, "ab\x81\x40", 3, "ab\x81"},
       {932, nullptr, 3, ""},
   };
   // clang-format on
@@ -221,24 +185,15 @@ TEST(CodePage, NoTextLeadsARoutineOverItsEnd) {
 // clang-format off
 // One row per exported function; how many of its texts, from the first on, must not be null.
 const struct { int required; void (*call)(char* a, char* b); } functions[] = {
-    {1, [](char* a, char*) { NasStrUpper(a); }},
-    {1, [](char* a, char*) { NasStrLower(a); }},
-    {2, [](char* a, char* b) { NasStrCaseCmp(a, b); }},
-    {2, [](char* a, char* b) { NasStrNCaseCmp(a, b, 1); }},
-    {2, [](char* a, char* b) { NasReplaceChar(a, b, 'a'); }},
-    {1, [](char* a, char*) { NasStrServerToClient(a); }},
-    {1, [](char* a, char*) { NasStrClientToServer(a); }},
-    {0, [](char* a, char*) { NasStrchr(a, 'a'); }},
-    {0, [](char*, char*) { NasCharLen('a'); }},
-    {0, [](char* a, char* b) { NasStrNCpy(a, b, 1); }},
-    {0, [](char* a, char*) { mbStrUpper(a); }},
-    {0, [](char* a, char*) { mbStrLower(a); }},
-    {0, [](char* a, char* b) { mbStrCaseCmp(a, b); }},
-    {0, [](char* a, char* b) { mbStrnCaseCmp(a, b, 1); }},
-    {0, [](char* a, char* b) { mbStrEqual(a, b); }},
-    {0, [](char* a, char* b) { mbStrnEqual(a, b, 1); }},
-    {0, [](char* a, char* b) { mbStrCsEqual(a, b); }},
-    {0, [](char* a, char* b) { mbSafeStrcpy(a, b, 1); }},
+    {1, [](char* a, char*) { NasStrUpper(a); }}, {1, [](char* a, char*) { NasStrLower(a); }},
+    {2, [](char* a, char* b) { NasStrCaseCmp(a, b); }}, {2, [](char* a, char* b) { NasStrNCaseCmp(a, b, 1); }},
+    {2, [](char* a, char* b) { NasReplaceChar(a, b, 'a'); }}, {1, [](char* a, char*) { NasStrServerToClient(a); }},
+    {1, [](char* a, char*) { NasStrClientToServer(a); }}, {0, [](char* a, char*) { NasStrchr(a, 'a'); }},
+    {0, [](char*, char*) { NasCharLen('a'); }}, {0, [](char* a, char* b) { NasStrNCpy(a, b, 1); }},
+    {0, [](char* a, char*) { mbStrUpper(a); }}, {0, [](char* a, char*) { mbStrLower(a); }},
+    {0, [](char* a, char* b) { mbStrCaseCmp(a, b); }}, {0, [](char* a, char* b) { mbStrnCaseCmp(a, b, 1); }},
+    {0, [](char* a, char* b) { mbStrEqual(a, b); }}, {0, [](char* a, char* b) { mbStrnEqual(a, b, 1); }},
+    {0, [](char* a, char* b) { mbStrCsEqual(a, b); }}, {0, [](char* a, char* b) { mbSafeStrcpy(a, b, 1); }},
 };
 // clang-format on
 
