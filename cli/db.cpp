@@ -141,8 +141,8 @@ ExitCode compact() {
     if (result == DONE && set.exists && !isDryRun()) result = compactFile(file);
     if (result != DONE) break;
     if (!set.exists) continue;
-    const Cell after = isDryRun() ? Cell() : Cell(bytesOf(file.path));
-    listing.rows.push_back({shortName(file), static_cast<long long>(set.records.size()), before, after});
+    listing.rows.push_back({shortName(file), static_cast<long long>(set.records.size()), before, Cell()});
+    if (!isDryRun()) listing.rows.back().back() = bytesOf(file.path);
   }
   if (const ExitCode fault = printListing(arguments.output, listing); fault != DONE) return fault;
   return result;
