@@ -24,6 +24,7 @@ struct Arguments {
   std::string file;
   bool onlyChanged = false;
   bool withSecrets = false;
+  bool json = false;  // changes nothing: the document is JSON
   bool yes = false;
   ImportOptions options;
 };
@@ -124,6 +125,7 @@ void registerState(CLI::App& noun, ExitCode& result) {
   exportVerb->add_option("FILE", arguments.file, "Where to write it; standard output without it");
   exportVerb->add_flag("--only-changed", arguments.onlyChanged, "Leave settings out that are as by default");
   exportVerb->add_flag("--with-secrets", arguments.withSecrets, "Export passwords, too");
+  exportVerb->add_flag("--json", arguments.json, "Print JSON, as without it");
   exportVerb->callback([&result] { result = exportState(); });
 
   CLI::App* const importVerb = noun.add_subcommand("import", "Bring the appliance into the state of a document");
