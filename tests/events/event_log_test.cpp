@@ -170,33 +170,6 @@ TEST_F(EventLogTest, TrimsToTheFirstWholeLineOfWhatIsKept) {
   EXPECT_FALSE(exists(kLog));
 }
 
-TEST_F(EventLogTest, SixteenWritersLoseAndTearNothingWhileTheLogIsTrimmed) {
-  constexpr int kWriters = 16;
-  constexpr int kLines = 250;  // all of them together are less than what a trim keeps
-  writeFile(kLog, numberedLines(kLimit - 2000) + "\n");
-  const std::string tail(180, '.');
-  const auto message = [&](int writer, int i) {
-    return "w" + std::to_string(writer) + " n" + std::to_string(i) + " " + tail;
-  };
-  Processes writers;
-  for (int w = 0; w < kWriters; w++) {
-    writers.start([&] {
-      for (int i = 0; i < kLines; i++) {
-        const LogRecord record = recordOf(message(w, i));
-        (void)LogFile(&record);
-      }
-    });
-  }
-  EXPECT_EQ(0, writers.failed());
-  EXPECT_LE(readFile(kLog).value().size(), kLimit);
-  std::map<std::string, int> seen;
-  for (const std::string& line : applianceMessages()) seen[line]++;
-  int wrong = 0;
-  for (int w = 0; w < kWriters; w++)
-    for (int i = 0; i < kLines; i++) wrong += seen["<INFO> [KERN] " + message(w, i)] != 1;
-  EXPECT_EQ(0, wrong) << "lines torn, lost or doubled";
-}
-
 TEST_F(EventLogTest, NoDeadOrStoppedWriterBlocksTheLog) {
   (void)nas1_log(LOG_LEVEL_INFO, LOG_CATEGORY_SW, "first");
   const int semaphore = semget(ftok("/etc/syslog.conf", 'n'), 1, 0);
