@@ -179,6 +179,11 @@ TEST_F(AccountItems, ListsStopAtTheirLimits) {
     EXPECT_EQ(logged + c.complaints, systemLog().size()) << name;
   }
   EXPECT_EQ("err Warnning!sysShareList output buffer too small", systemLog().back());
+  const GroupItem staff = groupItem("STAFF", 0, 32768);
+  storeItem(staff);
+  GroupItem groups[2] = {};
+  EXPECT_EQ((Results{1, 1}), (Results{Nas1GroupItemCount(), Nas1ListGroupItem(0, 9, groups, sizeof groups)}));
+  EXPECT_EQ(bytesOf(staff), bytesOf(groups[0]));
 }
 
 TEST_F(AccountItems, ADamagedRecordFailsAndIsNeverReadPastItsEnd) {

@@ -135,6 +135,8 @@ TEST_F(Permissions, TheHighestLevelOfTheUserAndItsGroupsWins) {
   const char* const staff[] = {"STAFF", nullptr};
   const char* const guests[] = {"guests", nullptr};
   const char* const all[] = {"guests", "Admins", "staff", nullptr};
+  std::vector<const char*> many(200, "others");
+  many.insert(many.end(), {"Staff", nullptr});
   const struct {
     const char* name;
     const char* account;
@@ -144,6 +146,7 @@ TEST_F(Permissions, TheHighestLevelOfTheUserAndItsGroupsWins) {
       {"own entry", "BOB", none, 0},
       {"group above the user", "bob", staff, 2},
       {"a type that is neither is a group", "bob", all, 3},
+      {"the last of very many groups", "carol", many.data(), 2},
       {"group without access", "carol", guests, -1},
       {"nobody", "carol", nullptr, -1},
       {"user entry of a group's name", "staff", staff, 9},

@@ -161,7 +161,8 @@ TEST_F(ReadersTest, TheProcessorReadsFromTheFirmwareTables) {
             "Processor Information\n\tCPU speed: 2400 MHz\n\tCPU speed: 9999 MHz\n\tProcessor Voltage: 1.5 V\n");
   EXPECT_EQ("2400", named("CPU_SPEED"));
   EXPECT_EQ("1.5", numbered(75));
-  EXPECT_EQ((Lines{"/sbin/dmidecode", "/sbin/dmidecode"}), commands());
+  EXPECT_EQ("1.5", named("CPU_VOLTAGE"));
+  EXPECT_EQ(Lines(3, "/sbin/dmidecode"), commands());
   setOutput("dmidecode", "");
   EXPECT_EQ("-", numbered(46));
 }
