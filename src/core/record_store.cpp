@@ -6,6 +6,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -39,6 +41,25 @@ struct CreationLock {
   CreationLock& operator=(const CreationLock&) = delete;
 };
 
+// A process that dies while GDBM makes a file would leave one that nobody can open any more: the file is made under
+// another name and gets its own once it is whole. Whatever fails here, the open that follows tells.
+void makeWhole(const char* path, int blockSize, int permissions) {
+  char name[4096];
+  const int length = std::snprintf(name, sizeof name, "%s.made", path);
+  if (length < 0 || static_cast<std::size_t>(length) >= sizeof name) return;
+  (void)unlink(name);  // of one that died
+  GDBM_FILE const handle = gdbm_open(name, blockSize, GDBM_NEWDB | GDBM_NOMMAP | GDBM_CLOEXEC, permissions, nullptr);
+  if (handle == nullptr) return;
+  (void)gdbm_close(handle);
+  (void)link(name, path);  // never over a file that has come meanwhile
+  (void)unlink(name);
+}
+
+bool missing(const char* path) {
+  struct stat status;
+  return stat(path, &status) != 0 && errno == ENOENT;
+}
+
 bool missingOrEmpty(const char* path) {
   struct stat status;
   return stat(path, &status) != 0 || status.st_size == 0;
@@ -50,6 +71,7 @@ GDBM_FILE tryOpen(const char* path, int blockSize, int mode, int permissions) {
   const int flags = mode | GDBM_CLOEXEC;
   if (forChanges(mode) && missingOrEmpty(path)) {
     const CreationLock lock(path);
+    if (lock.directory >= 0 && missing(path)) makeWhole(path, blockSize, permissions);
     return gdbm_open(path, blockSize, flags, permissions, nullptr);
   }
   return gdbm_open(path, blockSize, flags, permissions, nullptr);

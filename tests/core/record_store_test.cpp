@@ -33,6 +33,7 @@ bool opens(int mode, const char* path = kFile) {
 // Stands before GDBM's own: what happens between its steps cannot be timed from another process.
 int tries = 0;              // since a test set it to 0
 int replacements = 0;       // how many of the next tries find the file replaced by another process meanwhile
+bool foundNone = false;     // whether the last try was to make the file in its place
 bool folderLocked = false;  // whether the last try was made with the folder locked
 bool closedLocked = false;  // whether the settings were locked when GDBM last came to close a file
 std::optional<std::string> closedContent;  // what they held then
@@ -66,6 +67,7 @@ std::string failureLine(const std::string& path) {
 extern "C" GDBM_FILE gdbm_open(const char* path, int blockSize, int flags, int mode, void (*fatal)(const char*)) {
   ++tries;
   folderLocked = isLocked("/etc/admin");
+  foundNone = !exists(path) && path == std::string(kFile);
   const auto real = reinterpret_cast<decltype(&gdbm_open)>(dlsym(RTLD_NEXT, "gdbm_open"));
   GDBM_FILE const handle = real(path, blockSize, flags, mode, fatal);
   if (handle != nullptr && replacements > 0) {
@@ -178,6 +180,16 @@ TEST_F(RecordStore, AFileThatWasReplacedMeanwhileIsOpenedAgain) {
   EXPECT_EQ(200, tries);
   replacements = 0;
   EXPECT_EQ(Lines{failureLine(kFile)}, systemLog());
+}
+
+TEST_F(RecordStore, AFileIsWholeOnceItIsThere) {
+  writeFile(kFile + std::string(".made"), "of a process that died");
+  for (const int mode : {GDBM_READER, GDBM_WRCREAT}) {
+    (void)unlink(kFile);
+    EXPECT_TRUE(opens(mode));
+    EXPECT_FALSE(foundNone) << "a process that dies now leaves a file that nobody can open";
+  }
+  EXPECT_FALSE(exists(kFile + std::string(".made")));
 }
 
 TEST_F(RecordStore, NobodyWaitsForTheDisk) {
