@@ -21,11 +21,19 @@ struct Test {
   Outcome (*run)(const Extent& extent);
 };
 
+// clang-format off
 constexpr Test tests[] = {
-    {"settings", settingsTest},       {"shares", sharesTest},         {"large-file", largeFileTest},
-    {"kills", randomKillsTest},       {"every-step", everyStepTest},  {"log", logTest},
-    {"connections", connectionsTest}, {"identities", identitiesTest},
+    {"settings", settingsTest},
+    {"shares", sharesTest},
+    {"large-file", largeFileTest},
+    {"kills", randomKillsTest},
+    {"every-step", everyStepTest},
+    {"half-stores", halfStoresTest},
+    {"log", logTest},
+    {"connections", connectionsTest},
+    {"identities", identitiesTest},
 };
+// clang-format on
 
 bool runOne(const Test& test, const Extent& extent) {
   startEmpty();

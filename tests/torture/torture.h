@@ -36,6 +36,7 @@ Outcome sharesTest(const Extent& extent);
 Outcome largeFileTest(const Extent& extent);
 Outcome randomKillsTest(const Extent& extent);
 Outcome everyStepTest(const Extent& extent);
+Outcome halfStoresTest(const Extent& extent);
 Outcome logTest(const Extent& extent);
 Outcome connectionsTest(const Extent& extent);
 Outcome identitiesTest(const Extent& extent);
