@@ -57,6 +57,8 @@ const char* dashFault(const std::string& value) { return value.starts_with('-') 
 
 const char* folderFault(const std::string& path) {
   if (("/" + path + "/").find("/../") != std::string::npos) return "leads upwards with \"..\"";
+  // The NFS server spells such a path in its own way, and rm does not remove it.
+  if (("/" + path + "/").find("/./") != std::string::npos) return "holds the folder \".\"";
   // Deleting a share removes its folder: the root and what stands directly below it belong to the system.
   const std::size_t first = path.find_first_not_of('/');
   const std::size_t slash = first == std::string::npos ? first : path.find('/', first);
@@ -106,6 +108,7 @@ constexpr struct { Field field; unsigned readers; } fields[] = {
     {Field::controller,    SHELL_QUOTED},
     {Field::bindery,       SHELL_WORD},
     {Field::freeText,      0},
+    {Field::homeName,      SHELL_ESCAPED | SAMBA_PATH | EXPORT_PATH},
 };
 
 // Settings that are not listed are words that scripts use.

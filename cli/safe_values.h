@@ -13,13 +13,14 @@ enum class Field {
   exportedPath,   // of a share with NFS hosts; one that was stored may be older than these rules
   removedFolder,  // of a share that goes; the same
   nfsHost,
-  localAccount,   // becomes the name of a share and part of its path
+  localAccount,
   remoteAccount,  // is looked up in records only
   volume,
   volumeDevice,
   controller,  // a domain controller's name
   bindery,     // a bindery server's name
   freeText,    // stored and shown
+  homeName,    // of a local account: becomes the name of a share and part of its path
   count
 };
 

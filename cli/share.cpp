@@ -66,6 +66,7 @@ ExitCode add() {
   if (Nas1GetShareInfoSize(arguments.name.c_str()) >= 0) {
     return complain(REFUSED, "there is a share %s already; nas1 share mod changes it", arguments.name.c_str());
   }
+  if (const ExitCode fault = checkNamesake(arguments.name, arguments.allowUnsafe); fault != DONE) return fault;
   if (isOnlyShown("Nas1ShareAdd", {arguments.name, comment, *arguments.path})) return DONE;
   if (Nas1ShareAdd(arguments.name.data(), comment.c_str(), arguments.path->c_str()) != 0) {
     return explainFailure(kShareFile, Use::change, "the share could not be added");

@@ -1,6 +1,7 @@
 #include "shares.h"
 
 #include <nas1api.h>
+#include <strings.h>
 
 #include <algorithm>
 #include <cstring>
@@ -43,6 +44,19 @@ std::vector<Share> allShares() {
   }
   std::sort(shares.begin(), shares.end(), [](const Share& a, const Share& b) { return a.name < b.name; });
   return shares;
+}
+
+ExitCode checkNamesake(const std::string& name, bool allowUnsafe) {
+  if (allowUnsafe) return DONE;
+  const std::vector<Share> shares = allShares();
+  const auto namesake = std::find_if(shares.begin(), shares.end(), [&](const Share& share) {
+    return share.name != name && strcasecmp(share.name.c_str(), name.c_str()) == 0;
+  });
+  if (namesake == shares.end()) return DONE;
+  return complain(UNSAFE_VALUE,
+                  "the name %s differs from that of the share %s in case alone, and Samba would take them for one; "
+                  "choose another name, or give --allow-unsafe",
+                  name.c_str(), namesake->name.c_str());
 }
 
 ExitCode noSuchShare(const std::string& name) {

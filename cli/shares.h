@@ -18,6 +18,9 @@ std::optional<Share> findShare(const std::string& name);
 // All shares, by name; none also when the record file cannot be read.
 std::vector<Share> allShares();
 
+// Refuses the name of a new share that differs from another's in case alone: Samba takes the two for one.
+ExitCode checkNamesake(const std::string& name, bool allowUnsafe);
+
 // After a share was not found: complains about the record file or, when it has no fault, that there is none of that
 // name.
 [[nodiscard]] ExitCode noSuchShare(const std::string& name);

@@ -17,6 +17,7 @@
 #include "record_files.h"
 #include "safe_values.h"
 #include "secret.h"
+#include "shares.h"
 
 namespace {
 
@@ -97,6 +98,14 @@ ExitCode add() {
   std::string stored = arguments.name;
   if (Nas1CheckUserItem(source, Nas1UpStr(stored.data()), &item, &size) == 0)
     return complain(REFUSED, "there is a user %s already", stored.c_str());
+  char homes[2] = {};
+  (void)NasGetConfig("AUTO_HOME", sizeof homes, homes, nullptr);
+  const bool wanted = source == PROTO_SYSTEM && homes[0] == '1';
+  if (wanted) {
+    if (const ExitCode fault = checkSafe(Field::homeName, "name", arguments.name, arguments.allowUnsafe); fault != DONE)
+      return fault;
+    if (const ExitCode fault = checkNamesake(arguments.name, arguments.allowUnsafe); fault != DONE) return fault;
+  }
   std::string password;
   if (source == PROTO_SYSTEM) {
     if (const ExitCode fault = askPassword(password); fault != DONE) return fault;
@@ -104,9 +113,6 @@ ExitCode add() {
   if (isOnlyShown("Nas1AddUser", {source, arguments.name, maskedArgument()})) return DONE;
   const int result = Nas1AddUser(source, arguments.name.data(), password.c_str());
   if (result < 0) return explainAddition(source, result);
-  char homes[2] = {};
-  (void)NasGetConfig("AUTO_HOME", sizeof homes, homes, nullptr);
-  const bool wanted = source == PROTO_SYSTEM && homes[0] == '1';
   if (wanted && recordField(stored, "home").empty())
     tell("the user is there, but its home share could not be made; the log may say more");
   return DONE;

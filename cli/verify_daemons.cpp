@@ -135,6 +135,16 @@ std::string unescaped(const std::string& text) {
   return plain;
 }
 
+// As the server spells a path: one slash between folders, none at the end.
+std::string plainPath(const std::string& path) {
+  std::string plain;
+  for (const char c : path) {
+    if (c != '/' || !plain.ends_with('/')) plain += c;
+  }
+  if (plain.size() > 1 && plain.ends_with('/')) plain.pop_back();
+  return plain;
+}
+
 // Each client of each folder and its options.
 Entries clientsOf(const std::string& content) {
   Entries clients;
@@ -143,7 +153,7 @@ Entries clientsOf(const std::string& content) {
     for (std::string word; words >> word;) {
       const std::size_t at = std::min(word.find('('), word.size());
       const std::string options = word.substr(at + (at < word.size()), word.find(')') - at - 1);
-      clients[unescaped(path) + " to " + word.substr(0, at)] = options;
+      clients[plainPath(unescaped(path)) + " to " + word.substr(0, at)] = options;
     }
   }
   return clients;
