@@ -39,6 +39,21 @@ std::vector<std::string> verbNames(const CLI::App& noun) {
   return names;
 }
 
+// The nearest option to the first one that a verb does not have.
+std::string optionSuggestion(const CLI::App& verb, const std::vector<std::string>& words) {
+  std::vector<std::string> known;
+  for (const CLI::Option* const option : verb.get_options()) {
+    for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
+  }
+  for (const std::string& word : words) {
+    const std::string name = word.substr(0, word.find('='));
+    if (name == "--") break;
+    if (name.starts_with("--") && std::find(known.begin(), known.end(), name) == known.end())
+      return suggestion(name, known);
+  }
+  return "";
+}
+
 // Why a command line was not understood, beyond what the parser says.
 std::string advice(const CLI::App& noun, const CLI::ParseError& error, const std::vector<std::string>& words) {
   const auto given = [&](const char* option) { return std::find(words.begin(), words.end(), option) != words.end(); };
@@ -46,7 +61,8 @@ std::string advice(const CLI::App& noun, const CLI::ParseError& error, const std
   if (extra && (given("--json") || given("--plain")))
     return "; this verb prints no data, so it has no --json or --plain";
   const auto chosen = noun.get_subcommands();
-  return "; nas1 " + noun.get_name() + (chosen.empty() ? "" : " " + chosen[0]->get_name()) + " --help shows its use";
+  return optionSuggestion(chosen.empty() ? noun : *chosen[0], words) + "; nas1 " + noun.get_name() +
+         (chosen.empty() ? "" : " " + chosen[0]->get_name()) + " --help shows its use";
 }
 
 enum class How { run, checkOnly };

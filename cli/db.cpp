@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -40,9 +41,7 @@ ExitCode check() {
   if (const ExitCode fault = checkRecords(findings); fault != DONE) return fault;
   Listing listing = {"findings", {"file", "record", "finding"}, {}};
   for (const Finding& f : findings) listing.rows.push_back({shortName(*f.file), keyText(f.key), f.text});
-  if (!findings.empty() || arguments.output.json) {
-    if (const ExitCode fault = printListing(arguments.output, listing); fault != DONE) return fault;
-  }
+  if (const ExitCode fault = printFindings(arguments.output, listing); fault != DONE) return fault;
   if (!findings.empty()) {
     return complain(DAMAGED, "%zu findings; nas1 db repair --dry-run shows what can be done", findings.size());
   }
@@ -98,9 +97,7 @@ ExitCode repair() {
     result = repairFiles(findings, listing.rows);
     if (result == DONE && arguments.leftovers) result = mendLeftovers(listing.rows);
   }
-  if (!listing.rows.empty() || arguments.output.json) {
-    if (const ExitCode fault = printListing(arguments.output, listing); fault != DONE) return fault;
-  }
+  if (const ExitCode fault = printFindings(arguments.output, listing); fault != DONE) return fault;
   if (result == DONE && listing.rows.empty()) {
     tell(findings.empty() ? "the record files are sound" : "no file is damaged; --leftovers mends the rest");
   }
@@ -168,7 +165,10 @@ ExitCode backUp() {
 
 ExitCode readBackup(std::vector<RecordSet>& sets) {
   std::ifstream file(arguments.path, std::ios::binary);
-  if (!file) return complain(UNKNOWN_OBJECT, "the backup %s cannot be read", arguments.path.c_str());
+  // Reading a folder would be an exception.
+  std::error_code ignored;
+  if (!file || std::filesystem::is_directory(arguments.path, ignored))
+    return complain(UNKNOWN_OBJECT, "the backup %s cannot be read", arguments.path.c_str());
   const std::string archive{std::istreambuf_iterator<char>(file), {}};
   std::string fault;
   if (!readArchive(archive, sets, fault)) {

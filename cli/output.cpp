@@ -139,6 +139,11 @@ ExitCode printListing(const Output& output, const Listing& listing) {
   return DONE;
 }
 
+ExitCode printFindings(const Output& output, const Listing& listing) {
+  const bool isNothing = listing.rows.empty() && !output.json && output.field.empty();
+  return isNothing ? DONE : printListing(output, listing);
+}
+
 ExitCode printObject(const Output& output, const char* name, const std::vector<NamedCell>& fields) {
   clearProgress();
   if (!output.field.empty()) {

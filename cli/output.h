@@ -43,6 +43,9 @@ struct Listing {
 };
 ExitCode printListing(const Output& output, const Listing& listing);
 
+// The same for what had better be nothing: no heading stands over an empty list then.
+ExitCode printFindings(const Output& output, const Listing& listing);
+
 // One object.
 struct NamedCell {
   const char* name;

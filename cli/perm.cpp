@@ -258,7 +258,7 @@ ExitCode check() {
   if (protocol == PROTO_AFP && isOnlyShown("Nas1CheckPermission", {arguments.share, protocol, arguments.user}))
     return DONE;
   const long long rights = Nas1CheckPermission(list.share, protocol, arguments.user.c_str(), names.data());
-  if (!arguments.output.json) {
+  if (!arguments.output.json && arguments.output.field.empty()) {
     printBare(rights);
     return DONE;
   }

@@ -119,16 +119,19 @@ void printForPerson(const Changes& changes) {
   }
 }
 
-void print(const Changes& changes) {
-  if (isForPerson(arguments.output)) return printForPerson(changes);
+ExitCode print(const Changes& changes) {
+  if (isForPerson(arguments.output)) {
+    printForPerson(changes);
+    return DONE;
+  }
   Listing listing = {"changes", {"kind", "object", "change"}, {}};
   for (const Change& change : changes) listing.rows.push_back({change.kind, change.object, change.change});
-  printListing(arguments.output, listing);
+  return printListing(arguments.output, listing);
 }
 
 ExitCode report(const CopyRun& run) {
   const Changes changes = changesOf(run);
-  print(changes);
+  if (const ExitCode fault = print(changes); fault != DONE) return fault;
   if (run.exitCode != DONE) {
     return complain(static_cast<ExitCode>(run.exitCode), "the command fails with exit code %d%s", run.exitCode,
                     changes.empty() ? " and changes nothing" : "; up to then it does what is shown");

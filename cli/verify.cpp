@@ -83,9 +83,7 @@ ExitCode verify() {
   for (const Difference& d : all) {
     listing.rows.push_back({d.where, d.what, orNothing(d.expected), orNothing(d.found), !remaining.contains(d)});
   }
-  if (!all.empty() || arguments.output.json) {
-    if (const ExitCode fault = printListing(arguments.output, listing); fault != DONE) return fault;
-  }
+  if (const ExitCode fault = printFindings(arguments.output, listing); fault != DONE) return fault;
   for (const std::string& reason : look.left) tell("%s", reason.c_str());
   if (!shellKnowsTest())
     tell("/bin/sh does not know \"[ -a FILE ]\": folders are made and removed in spite of /var/lock/zelmar_builduser");
