@@ -1,5 +1,3 @@
-#include <sstream>
-
 #include "cli/nas1_command.h"
 
 namespace {
@@ -39,28 +37,6 @@ TEST_F(Completion, OffersWhatFitsThePlace) {
       {{"nonsense", ""}, {""}},
   };
   for (const auto& c : cases) EXPECT_EQ(c.offered, offered(c.words)) << c.words[0] << " " << c.words.back();
-}
-
-TEST_F(Completion, KnowsEveryVerbOfTheHelp) {
-  std::istringstream overview(nas1({"--help"}).out);
-  int verbs = 0;
-  for (std::string line; std::getline(overview, line) && line != "Exit codes:";) {
-    std::string noun;
-    if (!line.starts_with("  ") || !(std::istringstream(line) >> noun)) continue;
-    const Lines known = offered({noun, ""});
-    std::istringstream help(nas1({noun, "--help"}).out);
-    bool isVerb = false;
-    for (std::string verbLine; std::getline(help, verbLine);) {
-      std::string verb;
-      if (isVerb && std::istringstream(verbLine) >> verb && verbLine.starts_with("  ") && verbLine[2] != ' ') {
-        EXPECT_NE(known.end(), std::find(known.begin(), known.end(), verb)) << noun << " " << verb;
-        ++verbs;
-      }
-      if (verbLine == "Subcommands:") isVerb = true;
-    }
-  }
-  EXPECT_LT(40, verbs);
-  EXPECT_EQ(2, nas1({"completion", "csh"}).exitCode);
 }
 
 }  // namespace

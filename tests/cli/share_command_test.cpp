@@ -123,10 +123,4 @@ TEST_F(Usage, EveryFailureHasItsExitCodeAndSaysSoOnce) {
   EXPECT_EQ(stored, storedRecord("share.gdbm", "docs"));
 }
 
-TEST_F(Usage, OutputThatCannotBeWrittenIsAFailure) {
-  ASSERT_EQ(0, nas1({"share", "add", "docs", "/volume/v1/docs"}).exitCode);
-  const int status = std::system("nas1 share list >/dev/full 2>/dev/null");
-  EXPECT_EQ(1, WEXITSTATUS(status));
-}
-
 }  // namespace

@@ -1,0 +1,137 @@
+#!/usr/bin/env bats
+# What all verbs of nas1 have in common, tried with each of them, in the throw-away appliance.
+
+bats_require_minimum_version 1.5.0
+
+# What follows a verb here: those that print something, and those that would change something.
+declare -gA printing=(
+  ['share list']='' ['share show']='docs' ['perm list']='docs' ['perm check']='anna docs' ['perm explain']='anna docs'
+  ['nfs list']='docs' ['user list']='' ['user show']='anna' ['user groups']='anna' ['user quota']='anna' ['group list']=''
+  ['group show']='staff' ['group members']='staff' ['group quota']='staff' ['account remote']='users cifs OFFICE'
+  ['volume list']='' ['snapshot get']='v1' ['product get']='RACK' ['config list']='' ['config get']='TEST_STRING'
+  ['conn list']='' ['log']='' ['event list']='' ['event pending']='' ['mail preview']='0 1' ['disk list']=''
+  ['disk config']='' ['raid']='' ['module list']='' ['module show']='radio' ['status']='' ['db check']=''
+  ['plan']='share del docs --yes' ['verify']='')
+declare -gA changing=(
+  ['share add']='more /volume/v1/more' ['share del']='docs --yes' ['share mod']='docs --comment other'
+  ['share passwd']='docs --read-only' ['perm add']='docs user:ben=1' ['perm set']='docs user:ben=1' ['perm del']='docs user:anna'
+  ['nfs set']='docs 192.0.2.2=ro' ['nfs clear']='docs' ['user add']='carl --no-password' ['user del']='anna --yes'
+  ['user passwd']='anna' ['user quota']='anna 5' ['group add']='board' ['group del']='staff' ['group join']='staff ben'
+  ['group leave']='staff anna' ['group primary']='staff anna' ['group quota']='staff 5' ['snapshot set']='v1 --reserved 21'
+  ['service restart']='nfs restart' ['product set']='RACK 8' ['config set']='TEST_STRING other' ['event raise']='11'
+  ['module add']='tv' ['module del']='radio --yes' ['shutdown']='--yes')
+# They neither print what --json could say nor change what the library keeps, or tell in their own way what they would do.
+others='completion|db (backup|repair|compact|restore)|conn (add|kick)|event replay|batch|state (export|import)'
+
+setup_file() {
+  [[ -e /run/appliance/marker ]] || skip 'this is no throw-away appliance'
+  for daemon in smbd nmbd; do echo 1 >/var/lock/samba/locks/$daemon.pid; done
+  touch /var/log/appliance/{commands,driver}
+  nas1 share add docs /volume/v1/docs
+  nas1 user add anna --no-password
+  nas1 user add ben --no-password
+  nas1 group add staff
+  nas1 group join staff anna
+  nas1 perm add docs user:anna=1
+  nas1 nfs set docs 192.0.2.1=rw
+  nas1 module add radio
+  nas1 config set TEST_STRING this
+  nas1 product set RACK 7
+}
+
+nounsAndVerbs() {
+  local noun verbs
+  for noun in $(nas1 --help | sed -n '/^Usage/,/^$/d; /^Exit codes/q; s/^  \([a-z]*\) .*/\1/p'); do
+    verbs=$(nas1 "$noun" --help | sed '1,/^Subcommands:/d; /^$/,$d' | awk '{print $1}')
+    [[ -n $verbs ]] && printf "$noun %s\n" $verbs || echo "$noun"
+  done
+}
+
+# What must stay as it is where nothing is changed: records, generated files, what was run and asked of the driver.
+state() { (cd / && sha256sum /etc/admin/* /etc/samba/* /etc/exports /etc/atalk/* /var/log/appliance/{commands,driver} && ls -R /volume) 2>&1; }
+
+faults=''
+wrong() {
+  faults+="$*"
+  echo "# $*" >&2
+}
+
+offers() { nas1 $1 --help | grep -q -e "--$2\b"; }
+
+@test 'every verb prints data in all forms or can be tried without consequence' {
+  mapfile -t verbs < <(nounsAndVerbs)
+  ((${#verbs[@]} > 60))
+  for verb in "${verbs[@]}"; do
+    [[ $verb =~ ^($others)$ ]] && continue
+    echo "# $verb has neither form, or there is no example of it here" >&2
+    if offers "$verb" json; then [[ -v printing[$verb] ]]; else [[ -v changing[$verb] ]]; fi
+    [[ ! -v changing[$verb] ]] || offers "$verb" dry-run
+  done
+}
+
+@test 'data come as a table, as lines, as JSON with its schema, and as one field' {
+  for verb in "${!printing[@]}"; do
+    local words="$verb FORM ${printing[$verb]}"
+    run --separate-stderr nas1 ${words/FORM/--json}
+    [[ $status == 0 && ${#lines[@]} == 1 && $output == '{'*'"schema":"nas1/1"'*'}' ]] || wrong "$words: $status $output $stderr"
+    run --separate-stderr nas1 ${words/FORM/--plain}
+    plain=$output
+    run --separate-stderr nas1 ${words/FORM/}
+    [[ $status == 0 && $output == "$plain" ]] || wrong "$words: $output, with --plain $plain"
+    run nas1 ${words/FORM/--get no_such_field}
+    [[ $status == 2 && $output == *'no_such_field'* ]] || wrong "$words: $status $output"
+  done
+  [[ -z $faults ]]
+}
+
+@test 'a dry run prints calls and changes nothing' {
+  before=$(state)
+  for verb in "${!changing[@]}"; do
+    run --separate-stderr nas1 $verb ${changing[$verb]} --dry-run <<<'secret'
+    [[ $status == 0 && $output =~ ^[A-Za-z0-9]+\(.*\) && $output != *secret* ]] || wrong "$verb: $status $output $stderr"
+    [[ $(state) == "$before" ]] || wrong "$verb changes something"
+  done
+  [[ -z $faults ]]
+}
+
+@test 'what is as it should be is left alone' {
+  for words in 'share mod docs --comment one' 'perm set docs user:anna=2' 'nfs set docs 192.0.2.9=ro' 'config set TEST_STRING one' \
+    'config set 26 UTC' 'snapshot set v1 --reserved 25' 'product set RACK 9' 'group primary staff anna'; do
+    run -0 nas1 $words
+    before=$(state)
+    run -0 --separate-stderr nas1 $words
+    echo "# nas1 $words: $output $stderr" >&2
+    [[ $output == '' && $stderr == 'nas1: unchanged' && $(state) == "$before" ]]
+  done
+}
+
+@test 'a verb without data has no --json' {
+  for verb in "${!changing[@]}"; do
+    offers "$verb" json && continue
+    run -2 nas1 $verb ${changing[$verb]} --json
+    [[ $output == *'no --json'* ]]
+  done
+}
+
+@test 'a mistyped word gets the nearest one, a noun alone its verbs' {
+  while read -r noun verb; do
+    run nas1 "${noun}x" list
+    echo "# $noun $verb: $status $output" >&2
+    [[ $status == 2 && $output == *"did you mean $noun?"* ]]
+    [[ -n $verb ]] || continue
+    run -2 nas1 "$noun" "${verb}x"
+    [[ $output == *"did you mean $verb?"* ]]
+    run -2 nas1 "$noun"
+    [[ $output == *"  $verb "* ]]
+  done < <(nounsAndVerbs)
+  run -2 nas1 share list --jsn
+  [[ $output == *'did you mean --json?'* ]]
+  run -2 nas1 share mod docs --coment=x
+  [[ $output == *'did you mean --comment?'* ]]
+}
+
+@test 'a pipe that is shut and a disk that is full are failures' {
+  run -1 bash -c 'nas1 share list >/dev/full'
+  run -2 nas1
+  run -0 nas1 --version
+}
