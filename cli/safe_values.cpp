@@ -25,6 +25,7 @@ enum Reader : unsigned {
   DAEMON_WORD = 1U << 10,  // a word of a daemon's file
   MAIL_HEADER = 1U << 11,
   FOLDER = 1U << 12,
+  FOLDER_NAME = 1U << 13,
 };
 
 // Each returns what is wrong with a value, to stand behind "the NAME", or null.
@@ -66,6 +67,11 @@ const char* folderFault(const std::string& path) {
   return direct ? "is a folder of the system, not one on a volume" : nullptr;
 }
 
+// Deleting a user removes the folder of its name.
+const char* folderNameFault(const std::string& name) {
+  return name == "." || name == ".." ? "is that of another folder" : nullptr;
+}
+
 struct ReaderRule {
   Reader reader;
   const char* refused;                       // characters
@@ -88,6 +94,7 @@ constexpr ReaderRule readerRules[] = {
     {DAEMON_WORD,   " #\"'\\",                       nullptr,         "a daemon's file"},
     {MAIL_HEADER,   "\"<>\\",                        nullptr,         "the head of a mail"},
     {FOLDER,        "",                              folderFault,     nullptr},
+    {FOLDER_NAME,   "",                              folderNameFault, nullptr},
 };
 // clang-format on
 
@@ -101,7 +108,7 @@ constexpr struct { Field field; unsigned readers; } fields[] = {
     {Field::exportedPath,  EXPORT_PATH},
     {Field::removedFolder, SHELL_ESCAPED | FOLDER},
     {Field::nfsHost,       EXPORT_HOST},
-    {Field::localAccount,  SAMBA_NAME | VOLUME_LIST},
+    {Field::localAccount,  SAMBA_NAME | VOLUME_LIST | FOLDER_NAME},
     {Field::remoteAccount, 0},
     {Field::volume,        SHELL_WORD},
     {Field::volumeDevice,  SHELL_WORD},
