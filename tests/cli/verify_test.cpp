@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "nas1_command.h"
+#include "cli/nas1_command.h"
 
 constexpr char kSamba[] = "/etc/samba/smb.conf";
 constexpr char kExports[] = "/etc/exports";
