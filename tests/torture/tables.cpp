@@ -188,7 +188,7 @@ int tableRound(std::size_t processes, int calls, bool exactly, unsigned seed, Ou
 }  // namespace
 
 Outcome connectionsTest(const Extent& extent) {
-  const int calls = extent.full ? 15000 : 300;
+  const int calls = extent.full ? 15000 : 100;
   Outcome outcome = {.done = text("8 processes add and delete connections, %d calls each, then 16 processes", calls)};
   const int kills = tableRound(8, calls, true, extent.seed, outcome);
   (void)tableRound(16, calls / 2, false, extent.seed, outcome);
