@@ -159,7 +159,7 @@ Records allRecords() {
   Records records;
   for (const auto& entry : fs::directory_iterator(kAdmin)) {
     const std::string file = entry.path().filename();
-    GDBM_FILE const handle = gdbm_open(entry.path().c_str(), 0, GDBM_READER, 0, nullptr);
+    auto* const handle = gdbm_open(entry.path().c_str(), 0, GDBM_READER, 0, nullptr);
     if (handle == nullptr) {
       if (entry.file_size() > 0) records[file + " unreadable"] = gdbm_strerror(gdbm_errno);
       continue;

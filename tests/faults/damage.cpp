@@ -126,7 +126,7 @@ void hostile(Random& random, std::string& value) {
 
 // Gives one or two records of a file another value; the file stays sound.
 void plantValue(Random& random) {
-  GDBM_FILE const file = gdbm_open(somePath(random).c_str(), 0, GDBM_WRCREAT, 0665, nullptr);
+  auto* const file = gdbm_open(somePath(random).c_str(), 0, GDBM_WRCREAT, 0665, nullptr);
   if (file == nullptr) return;
   for (unsigned wanted = below(random, 8), seen = 0; wanted < 16; wanted += 8, seen = 0) {
     datum key = gdbm_firstkey(file);

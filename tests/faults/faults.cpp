@@ -99,7 +99,7 @@ bool same(const std::string* a, const std::string* b) { return a == nullptr || b
 
 // A damaged free list shows only when something is stored.
 bool canBeWritten(const char* name) {
-  GDBM_FILE const file = gdbm_open((std::string("/etc/admin/") + name).c_str(), 0, GDBM_WRCREAT, 0665, nullptr);
+  auto* const file = gdbm_open((std::string("/etc/admin/") + name).c_str(), 0, GDBM_WRCREAT, 0665, nullptr);
   if (file == nullptr) return false;
   std::string value(600, 'v');
   char key[] = "scratch";
@@ -177,14 +177,17 @@ void failSystemCalls(const Call& call, unsigned stride) {
   static unsigned turn = 0;
   for (const auto& [name, range] : systemCallsBetweenMarks()) {
     if (std::none_of(std::begin(faultySystemCalls), std::end(faultySystemCalls),
-                     [&](const char* f) { return name == f; }))
+                     [&wanted = name](const char* f) { return wanted == f; }))
       continue;
     for (int k = range.first; k <= range.last; ++k) {
       for (const char* error : errors) {
         if (++turn % stride != 0) continue;
         restoreSample();
-        const std::string fault = name + ":error=" + error + ":when=" + std::to_string(k);
-        judge(call, fault, trace("-e trace=" + name + " -e inject=" + fault, call));
+        std::string fault = name;
+        fault.append(":error=").append(error).append(":when=").append(std::to_string(k));
+        std::string options = "-e trace=" + name;
+        options.append(" -e inject=").append(fault);
+        judge(call, fault, trace(options, call));
       }
     }
   }
@@ -210,7 +213,7 @@ void failAllocations(const Call& call, int step) {
 }
 
 int test(unsigned stride) {
-  std::ofstream("/run/appliance/record-only");
+  const std::ofstream quiet("/run/appliance/record-only");
   makeSample();
   if (const int status = trace("", calls[0]); status < 0 || WEXITSTATUS(status) < SUCCEEDED) {
     (void)std::printf("skipped: strace cannot trace a program here\n");
