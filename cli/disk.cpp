@@ -4,11 +4,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <vector>
 
+#include "code_page.h"
 #include "hot_swap.h"
 #include "nouns.h"
 #include "output.h"
@@ -30,16 +31,6 @@ ExitCode list() {
   return printListing(output, listing);
 }
 
-std::string inHex(const void* data, std::size_t bytes) {
-  std::string digits;
-  char pair[3];
-  for (std::size_t i = 0; i < bytes; ++i) {
-    (void)std::snprintf(pair, sizeof pair, "%02x", static_cast<const unsigned char*>(data)[i]);
-    digits += pair;
-  }
-  return digits;
-}
-
 ExitCode config() {
   DiskConfig stored = {};
   if (Nas1GetDiskConfig(&stored) != 0) return complain(LIBRARY_FAILED, "the disk configuration cannot be read");
@@ -47,7 +38,7 @@ ExitCode config() {
                      {{"raid_level", static_cast<long long>(stored.raidLevel)},
                       {"file_system", static_cast<long long>(stored.fileSystem)},
                       {"flag", static_cast<long long>(stored.flag)},
-                      {"callers", inHex(stored.callers, sizeof stored.callers)}});
+                      {"callers", inHex({std::begin(stored.callers), std::end(stored.callers)})}});
 }
 
 ExitCode raid() {
@@ -56,7 +47,7 @@ ExitCode raid() {
   if (result == -1) return complain(LIBRARY_FAILED, "there is no driver behind /dev/nas1");
   std::int32_t words[2];
   std::memcpy(words, status, sizeof words);
-  const std::string drivers = inHex(status + sizeof words, sizeof status - sizeof words);
+  const std::string drivers = inHex({status + sizeof words, std::end(status)});
   if (const ExitCode fault = printObject(output, "raid",
                                          {{"raid_level", static_cast<long long>(words[0])},
                                           {"flag", static_cast<long long>(words[1])},

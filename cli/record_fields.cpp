@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "code_page.h"
 #include "config_keys.h"
 #include "db_check.h"
 #include "output.h"
@@ -26,16 +27,6 @@ T readAt(const std::string& value, std::size_t offset) {
 
 std::string textAt(const std::string& value, std::size_t offset, std::size_t size = NAS_NAME_SIZE) {
   return fieldText(value.data() + offset, std::min(size, value.size() - offset));
-}
-
-std::string inHex(const std::string& bytes) {
-  std::string digits;
-  char pair[3];
-  for (const unsigned char c : bytes) {
-    (void)std::snprintf(pair, sizeof pair, "%02x", c);
-    digits += pair;
-  }
-  return digits;
 }
 
 std::string secret(const std::string& text, bool withSecrets) { return withSecrets || text.empty() ? text : kMasked; }
