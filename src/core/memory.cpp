@@ -165,7 +165,14 @@ extern "C" void sysFree(const char* file, int line, void* block) {
 }
 
 extern "C" void sysPrintMemLink() {
-  std::printf("sysPrintMemLink(max_allocated:%d current_allocated:%d)\n", max_allocated, current_allocated);
+  std::int32_t most;
+  std::int32_t now;
+  {
+    const Locked locked;
+    most = max_allocated;
+    now = current_allocated;
+  }
+  std::printf("sysPrintMemLink(max_allocated:%d current_allocated:%d)\n", most, now);
   const Locked locked;
   for (const AllocationRecord* record = head; record != nullptr; record = record->next) {
     std::printf("[%s,%d: %08" PRIXPTR ",%4d] ", record->file, record->line,
