@@ -1,5 +1,5 @@
 #pragma once
-// What the tests of the back-ends share: which numbers make one act, and how it ends a client's process.
+// What the tests of the back-ends share: which numbers make one act, and what its restarts run.
 
 #include "frame/appliance.h"
 
@@ -25,28 +25,4 @@ inline void expectRestarts(int (*restart)(int), const std::string& helper, const
   EXPECT_EQ(0, restart(0)) << "the command ended badly";
   setExitStatus(helper, 127);
   EXPECT_EQ(-1, restart(0)) << "the shell found nothing to run";
-}
-
-// Starts a process, hands it to `end`, and returns the signal that ended it; 0 when it is still there after a while.
-inline int signalThatEnds(const std::function<void(pid_t)>& end) {
-  Processes client;
-  client.start([] {
-    for (;;) (void)pause();
-  });
-  const pid_t pid = client.pids[0];
-  end(pid);
-  int status = 0;
-  if (comes([&] { return waitpid(pid, &status, WNOHANG) == pid; })) return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-  client.stop();
-  return 0;
-}
-
-// The same for a client in a protocol's connection table, which it leaves.
-inline void expectDisconnectEnds(int protocol, int signal) {
-  EXPECT_EQ(signal, signalThatEnds([=](pid_t pid) {
-              const ConnectionRecord record = {.pid = pid, .time = 0, .data = {}};
-              EXPECT_EQ(0, Nas1AddConnection(protocol, &record));
-              EXPECT_EQ(0, Nas1NetDisconnect(protocol, 0, pid));
-            }));
-  EXPECT_EQ(0, Nas1ConnectionCount(protocol));
 }
