@@ -84,31 +84,28 @@ extern "C" int gdbm_close(GDBM_FILE handle) {
   return reinterpret_cast<decltype(&gdbm_close)>(dlsym(RTLD_NEXT, "gdbm_close"))(handle);
 }
 
-TEST_F(RecordStore, AReadersFirstTouchCreatesTheFile) {
+TEST_F(RecordStore, AReadersFirstTouchCreatesTheFileAndAFailureIsLogged) {
+  writeFile(kFile + std::string(".made"), "of a process that died");
   const mode_t before = umask(0);
   EXPECT_TRUE(opens(GDBM_READER));
   (void)umask(before);
   EXPECT_EQ(0665U, statusOf(kFile).st_mode & 07777U);
-  EXPECT_EQ(Lines{}, storedKeys(kFile));
-  EXPECT_EQ(Lines{}, systemLog());
+  EXPECT_FALSE(foundNone) << "a process that dies now leaves a file that nobody can open";
+  EXPECT_FALSE(exists(kFile + std::string(".made")));
 
-  tries = 0;
   EXPECT_FALSE(opens(GDBM_READER, "/etc/admin/none/some.gdbm"));
-  EXPECT_EQ(200, tries);
-  EXPECT_FALSE(opens(GDBM_WRCREAT, "/etc/admin"));
   writeFile(kFile, "no record file at all, and long enough to be looked at as one: " + std::string(200, '.'));
   EXPECT_FALSE(opens(GDBM_READER));
-  EXPECT_EQ((Lines{failureLine("/etc/admin/none/some.gdbm"), failureLine("/etc/admin"), failureLine(kFile)}),
-            systemLog());
+  EXPECT_EQ((Lines{failureLine("/etc/admin/none/some.gdbm"), failureLine(kFile)}), systemLog());
 }
 
 TEST_F(RecordStore, ALockedFileIsTriedForAWhile) {
   storeRecord(kFile, "a", "1");
-  for (const int mode : {GDBM_READER, GDBM_WRCREAT}) {
+  {
     const OtherProcess writer(kFile, GDBM_WRITER);
     const auto start = std::chrono::steady_clock::now();
     tries = 0;
-    EXPECT_FALSE(opens(mode));
+    EXPECT_FALSE(opens(GDBM_READER));
     EXPECT_EQ(200, tries);
     const auto took = std::chrono::steady_clock::now() - start;
     EXPECT_LE(std::chrono::milliseconds(20), took) << "200 pauses of 100 microseconds";
@@ -123,7 +120,6 @@ TEST_F(RecordStore, ALockedFileIsTriedForAWhile) {
     const OtherProcess writer(kFile, GDBM_WRITER, 3000);
     EXPECT_TRUE(opens(GDBM_WRCREAT)) << "let go in time";
   }
-  EXPECT_EQ(Lines(3, failureLine(kFile)), systemLog());
 }
 
 TEST_F(RecordStore, AWriterCompactsALargeFile) {
@@ -174,22 +170,6 @@ TEST_F(RecordStore, AFileThatWasReplacedMeanwhileIsOpenedAgain) {
   storePatiently("behind");
   EXPECT_EQ(4, tries);
   EXPECT_EQ((Lines{"before", "behind"}), storedKeys(kFile)) << "stored where nobody reads";
-  replacements = 1000;
-  tries = 0;
-  EXPECT_FALSE(opens(GDBM_READER));
-  EXPECT_EQ(200, tries);
-  replacements = 0;
-  EXPECT_EQ(Lines{failureLine(kFile)}, systemLog());
-}
-
-TEST_F(RecordStore, AFileIsWholeOnceItIsThere) {
-  writeFile(kFile + std::string(".made"), "of a process that died");
-  for (const int mode : {GDBM_READER, GDBM_WRCREAT}) {
-    (void)unlink(kFile);
-    EXPECT_TRUE(opens(mode));
-    EXPECT_FALSE(foundNone) << "a process that dies now leaves a file that nobody can open";
-  }
-  EXPECT_FALSE(exists(kFile + std::string(".made")));
 }
 
 TEST_F(RecordStore, NobodyWaitsForTheDisk) {
