@@ -1,7 +1,6 @@
 // The tracked allocator: its list has to be right when it is needed, which is when something else went wrong.
 
 #include <cinttypes>
-#include <thread>
 
 #include "core/memory.h"
 #include "frame/appliance.h"
@@ -69,21 +68,4 @@ TEST_F(Memory, FaultsAreReportedWithTheCallersLineAndHarmNothing) {
             printed([&] { EXPECT_EQ(nullptr, sysMalloc("a.c", 6, tooMuch)); }));
   EXPECT_EQ(dump, printed(sysPrintMemLink));
   sysFree("a.c", 8, block);
-}
-
-TEST_F(Memory, ThreadsShareOneList) {
-  const Dump before;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([t] {
-      for (int i = 0; i < 2000; ++i) {
-        void* const one = sysMalloc("thread.c", t, 16);
-        sysFree("thread.c", t, sysMalloc("thread.c", t, 32));
-        sysFree("thread.c", t, one);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ("\n", Dump().entries);
-  EXPECT_EQ(before.now, Dump().now);
 }
