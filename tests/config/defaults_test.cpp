@@ -57,6 +57,8 @@ TEST_F(Defaults, WhatWasReadIsStoredOnceWithoutTellingAnybody) {
   EXPECT_STREQ("valu", text) << "stored is stored";
   EXPECT_STREQ("5,6", Read("SUPPORT_DISK_NUMBER=5,6\n", "SUPPORT_DISK_NUMBER", 32).bytes.c_str());
   EXPECT_EQ(Lines{}, storedKeys(kRecords)) << "nothing may set that key";
+  EXPECT_EQ(std::string(6, '\0') + "u", Read("OTHER=1\n", "TEST_INTEGER", 6).bytes.substr(0, 7));
+  EXPECT_EQ(Lines{}, storedKeys(kRecords)) << "what nothing is known of is not stored";
   EXPECT_STREQ("NAME", Read("NCP_NETWORK_ID=NAME\n", "NCP_NETWORK_ID", 32).bytes.c_str());
   EXPECT_EQ(Lines{}, commands());
 }
@@ -80,16 +82,4 @@ TEST_F(Defaults, IntegersAreReadAsA32BitUnsignedNumber) {
     EXPECT_EQ((Results{0, 4}), (Results{read.result, read.length})) << c.text;
     EXPECT_EQ(bytesOf(c.value), storedRecord(kRecords, c.key)) << "a refused one is stored as the buffer stood";
   }
-}
-
-TEST_F(Defaults, WhatNothingIsKnownOfReadsAsZerosAndIsNotStored) {
-  for (const auto& [key, length] : {std::pair("TEST_STRING", 1), {"TEST_INTEGER", 6}}) {
-    const Read read("OTHER=1\n", key, 6);
-    EXPECT_EQ((Results{0, length}), (Results{read.result, read.length})) << key;
-    EXPECT_EQ(std::string(6, '\0') + "u", read.bytes.substr(0, 7)) << key;
-    EXPECT_EQ(Lines{}, storedKeys(kRecords)) << key;
-  }
-  (void)unlink("/etc/default.zelmar");
-  unsigned value = 1;
-  EXPECT_EQ(-1, NasGetConfig("TEST_INTEGER", sizeof value, &value, nullptr));
 }

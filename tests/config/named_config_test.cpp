@@ -147,3 +147,25 @@ TEST_F(Settings, TheSystemIdComesFromTheHardwareWhateverIsSet) {
   writeFile(file, "0123456789abcde");
   EXPECT_EQ("", textOf("SYSTEM_ID")) << "a short file is none";
 }
+
+TEST_F(Settings, NumbersMayHaveNoNameNoSetterOrNoHandlerAtAll) {
+  for (const auto& [number, record] : {std::pair(84, "SNMP_LOCATION"), {85, "SNMP_RO_COMM"}, {120, "AFP_ZONE"}}) {
+    std::string value = padded(record, 30);
+    EXPECT_EQ(0, Nas1SetConfig(number, 30, value.data())) << record;
+    EXPECT_EQ(value, storedRecord(kRecords, record));
+    EXPECT_EQ(value, Read(nullptr, number, 30).bytes) << record;
+  }
+  for (const int installed : {0, 1}) {
+    writeFile("/etc/service.zelmar", installed != 0 ? "lvm=yes\n" : "lvm=no\n");
+    int stored = 2;
+    EXPECT_EQ(0, Nas1SetConfig(79, 4, &stored));
+    EXPECT_EQ(bytesOf(installed), Read(nullptr, 79, 4).bytes) << "not what was stored";
+  }
+  int value = 1;
+  EXPECT_EQ(std::string(4, '\0'), Read(nullptr, 27, 4).bytes);
+  EXPECT_EQ((Results{0, 0, -1, -1}), (Results{Nas1SetConfig(27, 4, &value), Nas1SetConfig(23, 4, &value),
+                                              Nas1SetConfig(122, 4, &value), Nas1GetConfig(-1, 4, &value, nullptr)}));
+  EXPECT_EQ((Lines{"err system.c:1266 NotImplement for Type: 27", "err system.c:1291 NotImplement for Type: 27",
+                   "err system.c:1291 NotImplement for Type: 23"}),
+            systemLog());
+}

@@ -39,8 +39,6 @@ TEST_F(ProductConfig, AMissingSnapshotRecordIsTheDefaultReserve) {
 }
 
 TEST_F(ProductConfig, AProductTextIsStoredAsGivenAndReadWithinItsField) {
-  EXPECT_EQ(0, Nas1SetProductConfig("SERIAL", 5, "A 12"));
-  EXPECT_EQ(std::string("A 12\0", 5), storedRecord("system.gdbm", "SERIAL"));
   EXPECT_EQ(0, Nas1SetProductConfig("MODEL", 3, "abcdef"));
   EXPECT_EQ("abc", storedRecord("system.gdbm", "MODEL"));
   EXPECT_EQ(Lines{"err protocols.c:196 Data of the Config[MODEL] is not ASCIIZ "}, systemLog());
