@@ -25,16 +25,6 @@ TEST_F(LocalUsers, RecordsAreMadeChangedAndDeleted) {
   storeItem(userItem("BOB", 0, 40000));
   EXPECT_EQ(Results(2, 0), (Results{sysDelUser("ALICE"), sysDelUser("BOB")})) << "BOB never had a password record";
   EXPECT_EQ(Lines(), storedKeys("passwd.gdbm") + storedKeys("user_id.gdbm"));
-
-  // The record stays when the account item cannot be made, and the item when the record cannot be deleted.
-  blockFile("/etc/admin/user_id.gdbm");
-  EXPECT_EQ(-2, sysAddUser("EVE", ""));
-  EXPECT_EQ(Lines{"EVE"}, storedKeys("passwd.gdbm"));
-  (void)rmdir("/etc/admin/user_id.gdbm");
-  blockFile("/etc/admin/passwd.gdbm");
-  storeItem(userItem("BOB", 0, 40000));
-  EXPECT_EQ(-1, sysDelUser("BOB"));
-  EXPECT_EQ(Lines{"BOB0"}, storedKeys("user_id.gdbm"));
 }
 
 TEST_F(LocalUsers, FieldsAreReadWithinTheBuffer) {

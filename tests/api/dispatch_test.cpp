@@ -45,18 +45,3 @@ TEST_F(Dispatch, ADaemonsFailureIsNotTheCallersFailure) {
   EXPECT_EQ(Lines{"name"}, storedKeys("share.gdbm"));
   EXPECT_EQ(Lines{"<ERR>  [CIFS] failed to open /etc/samba/smb.conf for writing"}, applianceMessages());
 }
-
-TEST_F(Dispatch, AccountsOfASourceWithoutListsAreNone) {
-  char buffer[48];
-  std::memset(buffer, 'u', sizeof buffer);
-  char name[] = "name";
-  for (const int source : {4, 7, -1})
-    EXPECT_EQ(Results(4, 0),
-              (Results{Nas1GetUserList(source, 0, 1, buffer, sizeof buffer),
-                       Nas1GetUserListFromRemoteServer(source, name), Nas1GetGroupListCountInRemoteServer(source),
-                       Nas1ListUserGroups(name, 7, 0, 1, buffer, sizeof buffer)}))
-        << source;
-  EXPECT_EQ(std::string(sizeof buffer, 'u') + "name", std::string(buffer, sizeof buffer) + name) << "both untouched";
-  (void)Nas1ListUserGroups(name, 0, 0, 1, buffer, sizeof buffer);
-  EXPECT_EQ(std::string(sizeof buffer, '\0') + "NAME", std::string(buffer, sizeof buffer) + name);
-}

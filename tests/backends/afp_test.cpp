@@ -47,11 +47,6 @@ TEST_F(Afp, SettingsReloadOrRestartIt) {
   EXPECT_EQ(Lines{}, commandsOf([] { (void)NasSetConfig("AFP_ENABLED", 4, "ABC"); }));
 }
 
-TEST_F(Afp, EndingASessionKillsOneProcess) {
-  Processes client;
-  client.start([] { (void)pause(); });
-  EXPECT_EQ(0, afpNetDisconnect(0, client.pids[0]));
-  EXPECT_TRUE(systemLog().back().ends_with(" kill -9 " + std::to_string(client.pids[0]))) << systemLog().back();
-  EXPECT_EQ(1, client.failed());
+TEST_F(Afp, EndingASessionSparesProcessGroups) {
   for (const int none : {0, -1}) EXPECT_EQ(-1, afpNetDisconnect(0, none)) << none << " is no process";
 }
