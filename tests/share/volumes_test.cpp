@@ -33,49 +33,38 @@ std::string expected(int size, const Lines& entries) {
 
 }  // namespace
 
-TEST_F(Volumes, TheCountIsTheNumberOfTheLastLine) {
-  const struct {
-    const char* table;  // null: none
-    int count;
-  } cases[] = {{"", 0}, {"/dev/md0 /volume/v1\n\n \n/dev/md1 /volume/v2\n", 4}, {"a\nb", 2}, {nullptr, 0}};
-  for (const auto& c : cases) {
-    if (c.table != nullptr) writeFile(kTable, c.table);
-    if (c.table == nullptr) (void)unlink(kTable);
-    int count = -1;
-    int bytes = -1;
-    EXPECT_EQ(0, Nas1GetVolumeCount(&count, &bytes)) << c.count;
-    EXPECT_EQ(c.count, count);
-    EXPECT_EQ(c.count * 248, bytes) << c.count;
-  }
-  int bytes = -1;
-  EXPECT_EQ(0, Nas1GetVolumeCount(nullptr, &bytes));
-  EXPECT_EQ(0, bytes) << "nothing is counted without a count";
-}
-
 TEST_F(Volumes, EachLineOfTwoWordsIsAVolumeUpToTheFirstThatIsNot) {
   const std::string first = entry("/dev/md0", "/volume/v1", "v1");
   const std::string device31 = "/dev/" + std::string(26, 'd');
   const std::string name23(23, 'm');
+  int count = -1;
   const struct {
     const char* name;
     std::string table;
+    int count;  // of lines
     Lines entries;
   } cases[] = {
-      {"blanks, no newline", "/dev/md0 /volume/v1 ext3\n\t/dev/md1 \tm", {first, entry("/dev/md1", "m", "")}},
-      {"blank line", "/dev/md0 /volume/v1\n\n/dev/md1 /volume/v2\n", {first}},
-      {"one word", "/dev/md0 /volume/v1\nproc\n/dev/md1 /volume/v2\n", {first}},
-      {"no name", "a /volume\nb /volume/\n", {entry("a", "/volume", ""), entry("b", "/volume/", "")}},
+      {"blanks, no newline", "/dev/md0 /volume/v1 ext3\n\t/dev/md1 \tm", 2, {first, entry("/dev/md1", "m", "")}},
+      {"blank lines", "/dev/md0 /volume/v1\n\n \n/dev/md1 /volume/v2\n", 4, {first}},
+      {"one word", "/dev/md0 /volume/v1\nproc\n/dev/md1 /volume/v2\n", 3, {first}},
+      {"no name", "a /volume\nb /volume/\n", 2, {entry("a", "/volume", ""), entry("b", "/volume/", "")}},
       {"words over 31 characters are cut",
        device31 + "ddd /volume/" + name23 + "mmmmmmmmmmmmmmmmm\n",
+       1,
        {entry(device31, "/volume/" + name23, name23)}},
-      {"empty", "", {}},
+      {"empty", "", 0, {}},
   };
   for (const auto& c : cases) {
     writeFile(kTable, c.table);
+    int bytes = -1;
+    EXPECT_EQ(0, Nas1GetVolumeCount(&count, &bytes));
+    EXPECT_EQ((Results{c.count, c.count * 248}), (Results{count, bytes})) << c.name;
     EXPECT_EQ(expected(3 * 248, c.entries), listed(3 * 248)) << c.name;
   }
   (void)unlink(kTable);
   EXPECT_EQ(expected(248, {}), listed(248)) << "no table";
+  EXPECT_EQ(0, Nas1GetVolumeCount(&count, nullptr));
+  EXPECT_EQ(0, count);
 }
 
 TEST_F(Volumes, OnlyWholeEntriesAreWrittenEachWithItsSnapshotRecord) {
