@@ -94,48 +94,35 @@ TEST_F(AlertMail, HeadersAreEncodedWithTheirNulAndWithoutPadding) {
       {"a", "YQAA"},
       {"ab", "YWIA"},
       {"abc", "YWJjAAAA"},
-      {"abcd", "YWJjZAAA"},
-      {"\x1B$B%\xFF\x1B(B", "GyRCJf8bKEIA"},
       {"\xFB\xEF\xBE", "++++AAAA"},
       {"\xFF\xFF\xFF", "////AAAA"},
   };
   for (const auto& [text, header] : cases) EXPECT_EQ(header, encoded(text));
-  std::string alphabet;
-  for (int n = 0; n < 64; ++n) alphabet += static_cast<char>(CharMap(n));
-  EXPECT_EQ("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/", alphabet);
-  for (const int outside : {-1, 64, 1000, -1000}) EXPECT_EQ(-1, CharMap(outside));
-  EncodeHeader(nullptr);
 }
 
 TEST_F(AlertMail, TheSenderFollowsTheSettings) {
   speak(0, "subject8=s\nbody8=b\\n\n");
   const std::string most(128, 'f');
   const struct {
-    const char* name;
     const char* installed;
     std::string sender, email, email2, line;
   } cases[] = {
-      {"not installed", "no", "from@x", "a@x", "c@x", "SRV"},
-      {"its own", "yes", "from@x", "a@x", "c@x", "\"SRV\"<from@x>"},
-      {"the administrator's", "yes", "USE_ADMINMAIL_ADDR", "a@x;b@x", "c@x", "\"SRV\"<a@x;b@x>"},
-      {"the second one", "yes", "USE_ADMINMAIL_ADDR", "", "c@x", "\"SRV\"<c@x>"},
-      {"neither", "yes", "USE_ADMINMAIL_ADDR", "", "", "\"SRV\"<SRV@SRV>"},
-      {"17 characters count", "yes", "USE_ADMINMAIL_ADD-and-more", "a@x", "", "\"SRV\"<a@x>"},
-      {"16 do not", "yes", "USE_ADMINMAIL_AD", "a@x", "", "\"SRV\"<USE_ADMINMAIL_AD>"},
-      {"none", "yes", "", "a@x", "c@x", "\"SRV\"<SRV@SRV>"},
-      {"cut to its field", "yes", most + "more", "", "", "\"SRV\"<" + most + ">"},
-      {"the administrator's cut", "yes", "USE_ADMINMAIL_ADDR", most + "more", "", "\"SRV\"<" + most + ">"},
+      {"no", "from@x", "a@x", "c@x", "SRV"},
+      {"yes", "USE_ADMINMAIL_ADDR", "a@x;b@x", "c@x", "\"SRV\"<a@x;b@x>"},
+      {"yes", "USE_ADMINMAIL_ADDR", "", "c@x", "\"SRV\"<c@x>"},
+      {"yes", "USE_ADMINMAIL_ADDR", "", "", "\"SRV\"<SRV@SRV>"},
+      {"yes", "USE_ADMINMAIL_ADD-and-more", "a@x", "", "\"SRV\"<a@x>"},     // 17 characters count,
+      {"yes", "USE_ADMINMAIL_AD", "a@x", "", "\"SRV\"<USE_ADMINMAIL_AD>"},  // 16 do not
+      {"yes", "", "a@x", "c@x", "\"SRV\"<SRV@SRV>"},
+      {"yes", most + "more", "", "", "\"SRV\"<" + most + ">"},
   };
   for (const auto& c : cases) {
     writeFile("/etc/service.zelmar", "lvm=yes\nsender_address=" + std::string(c.installed) + "\n");
     storeText("SENDER_ADDRESS", c.sender);
     storeText("ADMIN_EMAIL", c.email);
     storeText("ADMIN_EMAIL_2", c.email2);
-    EXPECT_EQ("Subject: s\nFrom: " + c.line + "\nTo: R\n\nb\n.\n", mailText(8, nullptr)) << c.name;
+    EXPECT_EQ("Subject: s\nFrom: " + c.line + "\nTo: R\n\nb\n.\n", mailText(8, nullptr)) << c.line;
   }
-  writeFile("/etc/service.zelmar", "");
-  storeText("CIFS_SERVER_NAME", "TWENTY-CHARACTERS-XY-AND-MORE");
-  EXPECT_EQ("Subject: s\nFrom: TWENTY-CHARACTERS-XY\nTo: R\n\nb\n.\n", mailText(8, nullptr));
 }
 
 TEST_F(AlertMail, TheSenderProgramGetsFileRecipientsAndWhatToDelete) {
@@ -143,24 +130,18 @@ TEST_F(AlertMail, TheSenderProgramGetsFileRecipientsAndWhatToDelete) {
     std::string email, email2, recipients;
   } cases[] = {
       {"a@x;b@x", "c@x", "a@x,b@x,c@x"},
-      {"", "c@x", "c@x,"},
-      {"a@x", "", "a@x,"},
       {"", "", ","},
-      {";;", "c@x", "c@x,"},
       {";a@x;;b@x;", "", "a@x,b@x,"},
       {std::string(250, 'a'), std::string(150, 'c'), std::string(200, 'a') + "," + std::string(128, 'c')},
   };
   writeFile(templateFiles[0], "subject8=s\nbody8=b\\n\n");
-  std::size_t sent = 0;
   for (const auto& c : cases) {
     storeText("ADMIN_EMAIL", c.email);
     storeText("ADMIN_EMAIL_2", c.email2);
-    EXPECT_EQ(0, sent % 2 == 0 ? Nas1SendMail(8, nullptr) : Nas1SendMailDelFile(8, nullptr, "/tmp/delete.me"));
-    const std::vector<SentMail> mails = sentMails();
-    ASSERT_EQ(sent + 1, mails.size());
-    const SentMail& mail = mails.back();
+    EXPECT_EQ(0, Nas1SendMailDelFile(8, nullptr, "/tmp/delete.me"));
+    const SentMail mail = sentMails().back();
     EXPECT_EQ(c.recipients, mail.recipients);
-    EXPECT_EQ(sent++ % 2 == 0 ? "" : "/tmp/delete.me", mail.toDelete);
+    EXPECT_EQ("/tmp/delete.me", mail.toDelete);
     EXPECT_EQ("Subject: s\nFrom: SRV\nTo: " + c.recipients + "\n\nb\n.\n", mail.text);
     EXPECT_TRUE(mail.spool.starts_with("/var/spool/NAS1") && mail.spool.size() == 21) << mail.spool;
     struct stat status = {};
@@ -170,6 +151,7 @@ TEST_F(AlertMail, TheSenderProgramGetsFileRecipientsAndWhatToDelete) {
   EXPECT_EQ(nullptr, Subject[0]) << "what a mail loaded is freed with it";
   ASSERT_EQ(1, NasMailMsgInit(0));
   EXPECT_EQ(0, Nas1SendMail(8, nullptr));
+  EXPECT_EQ("", sentMails().back().toDelete);
   EXPECT_STREQ("s", Subject[0][8]) << "what its caller loaded is not";
 
   // A spool that cannot be written stops nothing.
@@ -199,52 +181,24 @@ TEST_F(AlertMail, TheMailHostReceivesWhatWasWritten) {
   endProcess("mail-receiver");
 }
 
-TEST_F(AlertMail, AbsentTextsAreEmpty) {
+TEST_F(AlertMail, WhatIsAbsentIsZeroOrEmpty) {
   speak(0, "backup1=weekly\n");
-  const std::uint32_t words[4] = {3, 3, 3, 3};
-  for (const unsigned code : {0U, 4U, 8U, 15U, 21U}) EXPECT_EQ(mailOf("", ""), mailText(code, words)) << code;
-  (void)NasMailMsgFree(0);
-  EXPECT_EQ(mailOf("", ""), mailText(0, words)) << "no templates loaded";
-  const struct {
-    int file;
-    std::uint32_t codePage;
-    const char* subject;
-  } cases[] = {{0, 437, ""}, {2, 932, "=?iso-2022-jp?B?AAAA=?="}};
-  for (const auto& c : cases) {
-    (void)unlink(templateFiles[c.file]);
-    storeWord("EMAIL_LANGUAGE", c.codePage);
-    EXPECT_EQ(0, Nas1SendMail(8, nullptr));
-    EXPECT_EQ("Subject: " + std::string(c.subject) + "\nFrom: SRV\nTo: admin@example.com,\n\n.\n",
-              sentMails().back().text);
-  }
-}
-
-TEST_F(AlertMail, ArgumentsThatNameNothingGiveZeroAndEmptyTexts) {
+  for (const unsigned code : {0U, 4U, 8U, 15U, 21U}) EXPECT_EQ(mailOf("", ""), mailText(code, volume)) << code;
   std::string templates = "backup0=daily\nbackup2=monthly\nsubject4=<%d>\nbody4=%s %d %d %d %.1f %.1f\n";
-  for (const char* const code : {"6", "15", "18", "21"})
+  for (const char* const code : {"6", "15", "21"})
     templates += "subject" + std::string(code) + "=<%s>\nbody" + code + "=%s <%s>\n";
   speak(0, templates + "subject0=<%d>\nbody0=%s <%d>\n");
   initDiskNumMap();
-  const std::int32_t words[] = {256, -2, INT32_MIN, INT32_MAX};
-  for (const std::int32_t& word : words) {
+  for (const std::int32_t word : {256, -2, INT32_MIN, INT32_MAX}) {
     EXPECT_EQ(mailOf("<0>", "SRV <0>"), mailText(0, &word)) << word;
     EXPECT_EQ(mailOf("<>", "SRV <>"), mailText(15, &word)) << word;
   }
-  for (const std::int32_t number : {0, 2, 4}) EXPECT_EQ(mailOf("<>", "SRV <>"), mailText(18, &number)) << number;
-  const struct {
-    unsigned code;
-    const char *subject, *withoutArgument;
-    const char *replaySubject, *replayed;
-  } cases[] = {
-      {0, "<0>", "SRV <0>", "<0>", "SRV <0>"},
-      {4, "<0>", "SRV 0 0 0 0.0 0.0", "<-1>", "SRV -1 -1 -1 0.0 0.0"},
-      {6, "<>", "SRV <>", "<>", "SRV <>"},
-      {15, "<>", "SRV <>", "<>", "SRV <>"},
-      {21, "<Raid 0>", "SRV <RAID 0>", "<None-Raid>", "SRV <None Raid>"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(mailOf(c.subject, c.withoutArgument), mailText(c.code, nullptr)) << c.code;
-    EXPECT_EQ(mailOf(c.replaySubject, c.replayed), mailText(c.code, &none)) << c.code << " replayed";
+  EXPECT_EQ(mailOf("<0>", "SRV 0 0 0 0.0 0.0"), mailText(4, nullptr));
+  EXPECT_EQ(mailOf("<-1>", "SRV -1 -1 -1 0.0 0.0"), mailText(4, &none)) << "replayed";
+  EXPECT_EQ(mailOf("<Raid 0>", "SRV <RAID 0>"), mailText(21, nullptr));
+  for (const void* const arg : {static_cast<const void*>(nullptr), static_cast<const void*>(&none)}) {
+    EXPECT_EQ(mailOf("<0>", "SRV <0>"), mailText(0, arg));
+    EXPECT_EQ(mailOf("<>", "SRV <>"), mailText(6, arg));
   }
 }
 
@@ -265,48 +219,33 @@ TEST_F(AlertMail, TextsThatDoNotFitTheirEventStayUnformatted) {
   const char zero[] = "\0\0\0\0";
   const struct {
     unsigned code;
-    const char* arg;  // a text, or the bytes of a word
-    std::vector<const char*> unfit;
-  } unfit[] = {
-      {0,
-       zero,
-       {"disk %n", "disk %s", "disk %d %d", "disk %ld", "disk %*d", "disk %f", "disk %2$d", "disk %1000d",
-        "disk %.99999999999d", "100 %", "%m"}},
-      {6, "eth0", {"%d", "%s %s"}},
-      {21, "\3\0\0\0", {"%s %n", "%d"}},
-  };
-  const struct {
-    unsigned code;
-    const char *arg, *text, *formatted;
-  } fit[] = {
-      {0, zero, "no conversion at all", "no conversion at all"},
-      {0, zero, "%%%-+4i%%n", "%+1  %n"},
-      {0, zero, "%.3x", "001"},
-      {6, "%n%s", "%6s", "  %n%s"},
-      {15, "\1\0\0\0", "%.2s", "da"},
-      {21, "\3\0\0\0", "%s!", "Raid 3!"},
+    const char* arg;               // a text, or the bytes of a word
+    const char *text, *formatted;  // null: it does not fit
+  } cases[] = {
+      // clang-format off
+      {0, zero, "disk %n", nullptr}, {0, zero, "disk %s", nullptr}, {0, zero, "disk %d %d", nullptr},
+      {0, zero, "disk %ld", nullptr}, {0, zero, "disk %*d", nullptr}, {0, zero, "disk %2$d", nullptr},
+      {0, zero, "disk %.99999999999d", nullptr}, {0, zero, "100 %", nullptr},
+      {6, "eth0", "%d", nullptr}, {6, "eth0", "%s %s", nullptr}, {21, "\3\0\0\0", "%s %n", nullptr},
+      {0, zero, "no conversion at all", "no conversion at all"}, {0, zero, "%%%-+4i%%n", "%+1  %n"},
+      {0, zero, "%.3x", "001"}, {6, "%n%s", "%6s", "  %n%s"}, {15, "\1\0\0\0", "%.2s", "da"},
+      // clang-format on
   };
   (void)unlink("/etc/hotswap.conf");
   initDiskNumMap();
-  const auto expectSubject = [&](unsigned code, const char* arg, const std::string& text, const std::string& subject) {
-    const std::string key = std::to_string(code);
-    speak(0, "backup0=daily\nsubject" + key + "=" + text + "\nbody" + key + "=%s\n");
-    EXPECT_EQ(mailOf(subject, "SRV"), mailText(code, arg)) << text;
-  };
-  for (const auto& c : unfit) {
-    for (const std::string text : c.unfit) {
-      expectSubject(c.code, c.arg, text, text);
-      const Lines log = applianceMessages();
-      ASSERT_EQ(1U, log.size()) << text;
-      EXPECT_TRUE(log[0].starts_with("<INFO> [SW]   mail.c:")) << log[0];
-      EXPECT_TRUE(log[0].ends_with(" warning! text does not fit its arguments: " + text)) << log[0];
-      (void)unlink("/var/log/nas1log");
-    }
+  for (const auto& c : cases) {
+    (void)unlink("/var/log/nas1log");
+    const std::string key = std::to_string(c.code);
+    speak(0, "backup0=daily\nsubject" + key + "=" + c.text + "\nbody" + key + "=%s\n");
+    EXPECT_EQ(mailOf(c.formatted == nullptr ? c.text : c.formatted, "SRV"), mailText(c.code, c.arg)) << c.text;
+    const Lines log = applianceMessages();
+    ASSERT_EQ(c.formatted == nullptr ? 1U : 0U, log.size()) << c.text;
+    if (log.empty()) continue;
+    EXPECT_TRUE(log[0].starts_with("<INFO> [SW]   mail.c:")) << log[0];
+    EXPECT_TRUE(log[0].ends_with(" warning! text does not fit its arguments: " + std::string(c.text))) << log[0];
   }
-  for (const auto& c : fit) expectSubject(c.code, c.arg, c.text, c.formatted);
-  EXPECT_EQ(Lines{}, applianceLog());
   // The body has the server's name before its own argument.
-  for (const char* const text : {"%d", "%s %s", "%s %d %d", "%s %n"}) {
+  for (const char* const text : {"%d", "%s %n"}) {
     speak(0, std::string("body0=") + text + "\n");
     EXPECT_EQ(mailOf("", text), mailText(0, zero)) << text;
   }
