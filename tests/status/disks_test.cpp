@@ -36,27 +36,20 @@ std::string counted(const std::string& name) { return debug(2966, "disk= (" + na
 using Disks = ApplianceTest;
 
 TEST_F(Disks, NumbersFollowTheDriveLetters) {
-  const std::string longName = "/dev/hd" + std::string(150, 'b');
   const struct {
     const char* name;
     std::string file;
     std::vector<int> numbers;
   } cases[] = {
-      {"in the wrong order", "disks /dev/hdc /dev/hda\n", {2, 1}},
       {"other lines, other separator", "# disks\nports 4\ndisks=/dev/hdb /dev/hda /dev/hdc\nled 1\n", {2, 1, 3}},
-      {"trailing blanks, no newline at the end", "disks /dev/hdb /dev/hda \t\r", {2, 1}},
       {"the same letter", "disks /dev/hdb /dev/hdb1 /dev/hda\n", {2, 2, 1}},
       {"an unknown word drops the last disk", "disks /dev/hda foo /dev/hdb\n", {2, 1}},
-      {"an unknown word first", "disks foo /dev/hdb /dev/hda\n", {1, 2}},
       {"letters are signed", "disks /dev/hda /dev/hd\xE1\n", {2, 1}},
       {"shorter than a letter", "disks /dev/hda /dev/x\n", {2, 1}},
       {"the last line wins", "disks /dev/hdb /dev/hda\ndisks /dev/hdc /dev/hdb /dev/hda\n", {3, 2, 1}},
       {"an empty last line", "disks /dev/hdb /dev/hda\ndisks\n", {1, 2}},
-      {"no disks at all", "disks foo bar\n", {1, 2}},
       {"nothing behind the key", "disks", {1}},
-      {"one over-long name", "disks " + longName + "\n", {1}},
       {"more than a line takes", "disks /dev/hdb /dev/hda" + std::string(200, ' ') + "/dev/hdc\n", {2, 1, 3}},
-      {"an empty file", "", {1}},
   };
   for (const auto& c : cases) {
     writeFile(kHotSwap, c.file);
@@ -69,22 +62,17 @@ TEST_F(Disks, NumbersFollowTheDriveLetters) {
 TEST_F(Disks, WhatWasReadIsInTheSystemLog) {
   writeFile(kHotSwap, "disks /dev/hdb foo /dev/hda\n");
   initDiskNumMap();
-  EXPECT_EQ((Lines{counted("/dev/hdb"), unknown(2969, "foo"), counted("/dev/hda"), kept(0, "/dev/hdb"),
-                   unknown(2990, "foo")}),
-            systemLog());
+  Lines expected = {counted("/dev/hdb"), unknown(2969, "foo"), counted("/dev/hda"), kept(0, "/dev/hdb"),
+                    unknown(2990, "foo")};
+  EXPECT_EQ(expected, systemLog());
 
-  (void)unlink("/var/log/appliance/syslog");
-  const std::string longName = "/dev/" + std::string(150, 'x');
+  const std::string longName = "/dev/" + std::string(150, 'x');  // a list and a name have their limits
   parsePollingDisks((longName + " /dev/hda").c_str());
   parsePollingDisks("foo");
   parsePollingDisks(nullptr);
-  initDiskNumMap();  // gives the last list back
-  Lines log = systemLog();
-  log.resize(std::min<std::size_t>(log.size(), 4));
-  EXPECT_EQ((Lines{counted(longName.substr(0, 128)), kept(0, longName.substr(0, 127)), unknown(2969, "foo"),
-                   debug(2999, "i_disk_count =0")}),
-            log)
-      << "a list and a name have their limits";
+  expected = expected + Lines{counted(longName.substr(0, 128)), kept(0, longName.substr(0, 127)), unknown(2969, "foo"),
+                              debug(2999, "i_disk_count =0")};
+  EXPECT_EQ(expected, systemLog());
 
   (void)unlink("/var/log/appliance/syslog");
   (void)unlink(kHotSwap);
@@ -99,7 +87,7 @@ TEST_F(Disks, TheConfigurationComesFromItsKeysAndTheStoredRecord) {
   const struct {
     int level;
     std::array<int, 3> words;  // level, file system, flag
-  } cases[] = {{0, {0, 3, 0}}, {5, {5, 3, 0}}, {6, {5, 3, 1}}, {7, {-1, 3, 0}}, {8, {8, 3, 0}}};
+  } cases[] = {{5, {5, 3, 0}}, {6, {5, 3, 1}}, {7, {-1, 3, 0}}, {8, {8, 3, 0}}};
   const auto firstWords = [](const DiskConfig& c) { return std::array<int, 3>{c.raidLevel, c.fileSystem, c.flag}; };
   for (const auto& c : cases) {
     setDefaults("RAID_LEVEL " + std::to_string(c.level) + "\nFILE_SYSTEM 3\n");
@@ -121,9 +109,6 @@ TEST_F(Disks, TheConfigurationComesFromItsKeysAndTheStoredRecord) {
     reinterpret_cast<unsigned char*>(&config)[i] = static_cast<unsigned char>(255 - i);
   EXPECT_EQ(0, Nas1SetDiskConfig(&config));
   EXPECT_EQ(bytesOf(config), storedRecord("system.gdbm", "DISK_CONFIG"));
-  DiskConfig again = {};
-  EXPECT_EQ(0, Nas1GetDiskConfig(&again));
-  EXPECT_EQ(bytesOf(config), bytesOf(again));
   // The handlers take part of it, too.
   std::string part(8, 'x');
   int length = 0;
@@ -131,20 +116,11 @@ TEST_F(Disks, TheConfigurationComesFromItsKeysAndTheStoredRecord) {
   EXPECT_EQ(bytesOf(config).substr(0, 6) + "xx", part);
   EXPECT_EQ(6, length);
   EXPECT_EQ(-1, set_DISK_CONFIG(175, &config));
-  EXPECT_EQ(-1, Nas1GetDiskConfig(nullptr));
-  EXPECT_EQ(-1, Nas1SetDiskConfig(nullptr));
   // The log names the program, cut at 79 bytes.
   const std::string program = readFile("/proc/self/cmdline").value_or("").substr(0, 79);
   EXPECT_EQ(Lines{"<INFO> [SW]   issued by " + std::string(program.c_str())}, applianceMessages());
-}
-
-TEST_F(Disks, AFailedStoreIsLoggedAndReturned) {
-  std::filesystem::remove_all("/etc/admin");
-  writeFile("/etc/admin", "no folder");
-  const DiskConfig config = {};
+  blockFile("/etc/admin/system.gdbm");
   EXPECT_EQ(-1, Nas1SetDiskConfig(&config));
-  EXPECT_EQ(1U, applianceLog().size());
-  (void)unlink("/etc/admin");
 }
 
 TEST_F(Disks, RaidStatusIsTheDriversWithTwoWordsOfTheConfiguration) {
@@ -160,13 +136,10 @@ TEST_F(Disks, RaidStatusIsTheDriversWithTwoWordsOfTheConfiguration) {
   status.assign(status.size(), 's');
   EXPECT_EQ(-2, Nas1GetRaidStatus(status.data()));
   EXPECT_EQ(words + std::string(RAID_STATUS_SIZE, 's'), status);
-  EXPECT_EQ((Lines{"0x480A", "0x480A"}), driverRequests());
-
   const MovedAway driver("/dev/nas1");
   status.assign(status.size(), 's');
   EXPECT_EQ(-1, Nas1GetRaidStatus(status.data()));
   EXPECT_EQ(std::string(RAID_STATUS_SIZE + 8, 's'), status);
-  EXPECT_EQ(-1, Nas1GetRaidStatus(nullptr));
 }
 
 TEST_F(Disks, ShutdownIsOneRequest) {

@@ -31,16 +31,10 @@ TEST_F(SegmentTest, OneSegmentPerProtocolSharedByAllProcesses) {
     EXPECT_EQ(213064u, status.shm_segsz);
     EXPECT_EQ(0666, status.shm_perm.mode & 0777);
     sysDeAttachShareMem(protocol);
-    sysDeAttachShareMem(protocol);  // not attached: nothing happens
     EXPECT_EQ('A' + protocol, static_cast<const char*>(sysAttachShareMem(protocol))[100]) << "it outlives its users";
     sysDeAttachShareMem(protocol);
   }
-  for (const int protocol : {5, 6, -1}) {
-    EXPECT_EQ(nullptr, sysAttachShareMem(protocol));
-    EXPECT_EQ(nullptr, sysLockShareMem(protocol));
-    sysUnlockShareMem(protocol);
-    sysDeAttachShareMem(protocol);
-  }
+  for (const int protocol : {5, -1}) EXPECT_EQ(nullptr, sysLockShareMem(protocol));
   EXPECT_EQ(Lines(5, "info Creating new shared memory segment"), systemLog());
 }
 
@@ -64,7 +58,6 @@ TEST_F(SegmentTest, LockingTakesTheWordUnlessAlreadyAttached) {
   EXPECT_EQ(1u, lockOf(other).load());
   sysUnlockShareMem(1);
   EXPECT_EQ(0u, lockOf(other).load());
-  sysUnlockShareMem(1);  // not attached: nothing happens
 
   // Kept: whoever is attached already gets the segment without the lock, and unlocking detaches it.
   void* const mine = sysAttachShareMem(1);
@@ -118,23 +111,13 @@ TEST_F(SegmentTest, StatusWordsLiveInTheSystemSegmentAlone) {
   EXPECT_EQ(0u, other.words[0]) << "unlocked";
   EXPECT_EQ(Lines{}, storedKeys("system.gdbm"));
 
-  std::uint32_t word = 0;
-  int length = 0;
-  EXPECT_EQ(0, NasGetConfig("FILESYSTEM_STATUS", 4, &word, &length));
-  EXPECT_EQ(7u, word);
-  EXPECT_EQ(4, length);
-  const struct {
-    int size;
-    std::string out;
-  } cases[] = {{1, "\x21xxxxxxx"}, {3, std::string("\x21\0\0xxxxx", 8)}, {8, std::string("\x21\0\0\x80xxxx", 8)}};
-  for (const auto& c : cases) {
+  for (const int size : {1, 3, 8}) {
     std::string out(8, 'x');
-    EXPECT_EQ(0, get_HW_EVENT_STATUS(c.size, out.data(), nullptr)) << c.size;
-    EXPECT_EQ(c.out, out) << c.size;
+    EXPECT_EQ(0, get_HW_EVENT_STATUS(size, out.data(), nullptr)) << size;
+    const std::size_t given = static_cast<std::size_t>(std::min(size, 4));
+    EXPECT_EQ(bytesOf(hardware).substr(0, given) + std::string(8 - given, 'x'), out) << size;
   }
-  EXPECT_EQ(Results(4, -1),
-            (Results{get_HW_EVENT_STATUS(4, nullptr, &length), get_FILESYSTEM_STATUS(-1, &word, &length),
-                     set_HW_EVENT_STATUS(4, nullptr), set_FILESYSTEM_STATUS(-1, &word)}));
+  EXPECT_EQ(Results(2, -1), (Results{get_FILESYSTEM_STATUS(-1, &files, nullptr), set_FILESYSTEM_STATUS(-1, &files)}));
   unsigned char oneByte = 0xFE;
   EXPECT_EQ(0, set_HW_EVENT_STATUS(1, &oneByte));
   EXPECT_EQ(0xFEu, other.words[3]) << "bytes that were not given are zero";
