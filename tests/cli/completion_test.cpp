@@ -23,12 +23,8 @@ TEST_F(Completion, OffersWhatFitsThePlace) {
     Lines offered;
   } cases[] = {
       {{"sh"}, {"share", "shutdown"}},
-      {{"share", "p"}, {"passwd"}},
-      {{"share", "show", ""}, {"docs", "my\\ music"}},
       {{"share", "show", "my\\ m"}, {"my\\ music"}},
-      {{"share", "add", ""}, {""}},
       {{"share", "passwd", "docs", "--read"}, {"--read-only", "--read-write"}},
-      {{"perm", "check", "A"}, {"ANNA"}},
       {{"perm", "check", "--protocol", "cifs", "ANNA", "d"}, {"docs"}},
       {{"perm", "list", "--json", "--protocol", "n"}, {"nfs", "ncp"}},
       {{"config", "get", "CIFS_G"}, {"CIFS_GROUP_NAME"}},

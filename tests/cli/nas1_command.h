@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include <sys/wait.h>
-
 #include "frame/appliance.h"
 
 using Json = nlohmann::json;
@@ -37,6 +35,13 @@ inline Json nas1Json(Lines arguments) {
   return document;
 }
 
+// A command that must be carried out.
+inline CommandResult done(const Lines& arguments, const std::string& input = "") {
+  CommandResult result = nas1(arguments, input);
+  EXPECT_EQ(0, result.exitCode) << arguments[0] << ' ' << arguments[1] << ": " << result.err;
+  return result;
+}
+
 // A command that must fail: with that exit code, with no output, and with one sentence that tells what is wrong.
 struct FailingCommand {
   int exitCode;
@@ -51,3 +56,21 @@ inline void expectFailure(const FailingCommand& command) {
   EXPECT_TRUE(result.err.starts_with("nas1: ") && result.err.find('\n') == result.err.size() - 1) << result.err;
   EXPECT_NE(std::string::npos, result.err.find(command.said)) << result.err;
 }
+
+// All records of all files, by file and key; a file without records is like none.
+inline std::map<std::string, std::string> allRecords() {
+  std::map<std::string, std::string> records;
+  for (const auto& entry : std::filesystem::directory_iterator("/etc/admin")) {
+    const std::string file = entry.path().filename();
+    if (!file.ends_with(".gdbm")) continue;
+    for (const std::string& key : storedKeys(file)) records[file + " " + key] = storedRecord(file, key).value_or("");
+  }
+  return records;
+}
+
+struct CommandTest : ApplianceTest {
+  void SetUp() override {
+    ApplianceTest::SetUp();
+    writeFile("/etc/exports", "");  // the NFS back-end keeps a copy of the old one
+  }
+};

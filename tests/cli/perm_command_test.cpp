@@ -1,28 +1,14 @@
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
 #include "api/nas1api.h"
 #include "cli/nas1_command.h"
 
 namespace {
 
-struct PermCommand : ApplianceTest {
+struct PermCommand : CommandTest {
   void SetUp() override {
-    ApplianceTest::SetUp();
-    writeFile("/etc/exports", "");  // the NFS back-end keeps a copy of the old one
-    char docs[] = "docs";
-    char music[] = "music";
-    ASSERT_EQ(0, Nas1ShareAdd(docs, "", "/volume/v1/docs"));
-    ASSERT_EQ(0, Nas1ShareAdd(music, "", "/volume/v1/music"));
+    CommandTest::SetUp();
+    for (const std::string name : {"docs", "music"}) (void)done({"share", "add", name, "/volume/v1/" + name});
   }
 };
-
-CommandResult done(const Lines& arguments) {
-  CommandResult result = nas1(arguments);
-  EXPECT_EQ(0, result.exitCode) << arguments[1] << ": " << result.err;
-  return result;
-}
 
 TEST_F(PermCommand, EntriesLiveThroughTheirVerbs) {
   (void)done({"perm", "add", "docs", "user:anna=2", "group:anna=1", "user:a=b:c=-1"});
@@ -34,8 +20,6 @@ TEST_F(PermCommand, EntriesLiveThroughTheirVerbs) {
   EXPECT_EQ(
       Json::parse(R"([{"share": "docs", "protocol": "afp", "type": "group", "name": "staff", "rights": 2147483647}])"),
       nas1Json({"perm", "list", "docs", "--protocol", "afp"})["permissions"]);
-  EXPECT_EQ("", nas1({"perm", "list", "music"}).out);
-
   (void)done({"perm", "set", "docs", "user:ANNA=0", "user:ben=3"});
   EXPECT_EQ("nas1: unchanged\n", done({"perm", "set", "docs", "user:anna=0"}).err);
   (void)done({"perm", "del", "docs", "group:ANNA"});  // the user of that name stays
@@ -50,74 +34,46 @@ TEST_F(PermCommand, EntriesLiveThroughTheirVerbs) {
 }
 
 TEST_F(PermCommand, AUserIsCheckedWithTheGroupsThatItIsIn) {
-  char user[] = "ben";
-  char group[] = "staff";
-  ASSERT_EQ(0, Nas1AddUser(PROTO_SYSTEM, user, "x"));
-  ASSERT_EQ(0, Nas1AddGroup(PROTO_SYSTEM, group, nullptr));
-  ASSERT_EQ(0, Nas1SetPrimaryGroup(PROTO_SYSTEM, user, group));
+  (void)done({"user", "add", "ben", "--no-password"});
+  (void)done({"group", "add", "staff"});
+  (void)done({"group", "primary", "staff", "ben"});
   (void)done({"perm", "add", "docs", "user:ben=0", "group:staff=2", "group:guests=1"});
-  const struct {
-    const char* rights;
-    Lines arguments;
-  } cases[] = {
-      {"2\n", {"perm", "check", "Ben", "docs"}},
-      {"1\n", {"perm", "check", "ben", "docs", "--group", "guests", "--group", "others"}},
-      {"-1\n", {"perm", "check", "ben", "music"}},
-      {"-1\n", {"perm", "check", "ben", "docs", "--protocol", "cifs"}},
-      {"-1\n", {"perm", "check", "nobody", "docs"}},
-  };
-  for (const auto& c : cases) EXPECT_EQ(c.rights, nas1(c.arguments).out) << c.arguments.back();
-  EXPECT_EQ(Json::parse(R"({"user": "ben", "share": "docs", "protocol": "local", "rights": 2})"),
-            nas1Json({"perm", "check", "ben", "docs"})["permission"]);
+  EXPECT_EQ("2\n", nas1({"perm", "check", "Ben", "docs"}).out);
+  EXPECT_EQ("1\n", nas1({"perm", "check", "ben", "docs", "--group", "guests", "--group", "others"}).out);
+  EXPECT_EQ("-1\n", nas1({"perm", "check", "ben", "docs", "--protocol", "cifs"}).out);
   // Looking makes nobody known.
   EXPECT_EQ(1, Nas1UserItemCount());
 }
 
-TEST_F(PermCommand, EveryFailureHasItsExitCodeAndChangesNothing) {
-  (void)done({"perm", "add", "docs", "user:anna=2"});
-  const auto stored = storedRecord("user_local.gdbm", "docs");
-  const std::string name32(32, 'n');
-  const FailingCommand cases[] = {
-      {4, "already", {"perm", "add", "docs", "user:ben=1", "user:ANNA=1"}},
-      {3, "group anna", {"perm", "del", "docs", "user:anna", "group:anna"}},
-      {3, "no share nowhere", {"perm", "set", "nowhere", "user:anna=1"}},
-      {3, "no share nowhere", {"perm", "list", "nowhere"}},
-      {3, "no share nowhere", {"perm", "check", "anna", "nowhere"}},
-      {3, "did you mean nfs?", {"perm", "add", "docs", "user:ben=1", "--protocol", "nsf"}},
-      {3, "ftp", {"perm", "list", "--protocol", "ftp"}},
-      {2, "no entry", {"perm", "add", "docs", "ben=1"}},
-      {2, "no entry", {"perm", "add", "docs", "user:ben"}},
-      {2, "no entry", {"perm", "add", "docs", "users:ben=1"}},
-      {2, "name of an account is missing", {"perm", "add", "docs", "user:=1"}},
-      {2, "rights are a number", {"perm", "add", "docs", "user:ben=-2"}},
-      {2, "rights are a number", {"perm", "add", "docs", "user:ben=2147483648"}},
-      {2, "rights are a number", {"perm", "set", "docs", "user:ben=1x"}},
-      {2, "32 characters", {"perm", "add", "docs", "user:" + name32 + "=1"}},
-      {2, "32 characters", {"perm", "check", "anna", "docs", "--group", name32}},
-      {2, "named twice", {"perm", "set", "docs", "user:ben=1", "user:BEN=2"}},
-      {2, "nothing to change", {"perm", "set", "docs"}},
-      {9, "0x0A", {"perm", "add", "docs", "user:a\nb=1"}},
-  };
-  for (const FailingCommand& c : cases) expectFailure(c);
-  EXPECT_EQ(stored, storedRecord("user_local.gdbm", "docs"));
-}
-
-// A file that cannot be read must never look like one without entries.
-TEST_F(PermCommand, AnUnreadableRecordFileIsNamed) {
-  (void)done({"perm", "add", "docs", "user:anna=2"});
-  const Lines verbs[] = {{"perm", "list"},
-                         {"perm", "check", "anna", "docs"},
-                         {"perm", "add", "docs", "user:ben=1"},
-                         {"perm", "del", "docs", "user:anna"},
-                         {"perm", "set", "docs", "--only"}};
-  const std::string file = "/etc/admin/user_local.gdbm";
-  const int fd = open(file.c_str(), O_RDWR | O_CLOEXEC);
-  ASSERT_EQ(0, flock(fd, LOCK_EX));
-  for (const Lines& verb : verbs) expectFailure({6, file.c_str(), verb});
-  (void)close(fd);
-  EXPECT_EQ("2\n", nas1({"perm", "check", "anna", "docs"}).out);
-  writeFile(file, std::string(5000, 'x'));
-  for (const Lines& verb : verbs) expectFailure({7, file.c_str(), verb});
+TEST_F(PermCommand, ExplainingNamesWhatDecidesAndMakesNobodyKnown) {
+  (void)done({"user", "add", "anna", "--no-password"});
+  for (const char* const group : {"staff", "chiefs"}) {
+    (void)done({"group", "add", group});
+    (void)done({"group", "primary", group, "anna"});
+  }
+  (void)done({"perm", "set", "music", "user:anna=1", "group:Staff=3", "group:chiefs=2", "user:staff=9"});
+  (void)done({"perm", "set", "music", "user:Anna=2", "--protocol", "cifs"});
+  (void)done({"perm", "set", "music", "user:bert=5", "--protocol", "nfs"});
+  (void)done({"perm", "set", "music", "user:ANNA=-1", "--protocol", "afp"});
+  EXPECT_EQ(
+      "local\t3\tgroup\tStaff\tthe entry of a group of the user, the highest of 3\n"
+      "cifs\t2\tuser\tAnna\tthe user's own entry\n"
+      "nfs\t-1\t\t\tnone of 1 entry is for the user, which is in no known group\n"
+      "ncp\t-1\t\t\tthe share has no entries here\n"
+      "afp\t-1\t\t\tits entries give no rights\n",
+      nas1({"perm", "explain", "anna", "music"}).out);
+  for (const char* const user : {"ANNA", "bert", "nobody"}) {
+    for (const char* const protocol : {"local", "cifs", "nfs", "ncp"}) {
+      const Json explained = nas1Json({"perm", "explain", user, "music", protocol})["permissions"][0];
+      EXPECT_EQ(nas1({"perm", "check", user, "music", "--protocol", protocol}).out, explained["rights"].dump() + "\n")
+          << user << " " << protocol;
+    }
+  }
+  EXPECT_EQ("local\t2\tgroup\tchiefs\tthe entry of a group of the user\n",
+            nas1({"perm", "explain", "carl", "music", "local", "--group", "CHIEFS"}).out);
+  EXPECT_EQ(Lines{"ANNA0"}, storedKeys("user_id.gdbm"));
+  EXPECT_EQ(Lines{"music"}, storedKeys("user_afp.gdbm"));
+  EXPECT_EQ(3, nas1({"perm", "explain", "carl", "none"}).exitCode);
 }
 
 }  // namespace

@@ -1,16 +1,10 @@
 // nas1 state, as a user or a script sees it.
 
-#include "api/nas1api.h"
 #include "cli/nas1_command.h"
 
 namespace {
 
-struct StateCommand : ApplianceTest {
-  void SetUp() override {
-    ApplianceTest::SetUp();
-    writeFile("/etc/exports", "");  // the NFS back-end keeps a copy of the old one
-  }
-};
+using StateCommand = CommandTest;
 
 constexpr char kFile[] = "/tmp/state.json";
 
@@ -24,17 +18,6 @@ std::string exported() {
   const CommandResult result = nas1({"state", "export", "--with-secrets"});
   EXPECT_EQ(0, result.exitCode) << result.err;
   return result.out;
-}
-
-// The bytes of all records.
-std::string records() {
-  std::string all;
-  for (const char* const file :
-       {"system", "share", "share_nfs", "user_local", "user_smb", "user_id", "group_id", "passwd", "module"}) {
-    const std::string path = "/etc/admin/" + std::string(file) + ".gdbm";
-    for (const std::string& key : storedKeys(path)) all += key + "=" + storedRecord(path, key).value_or("") + "\n";
-  }
-  return all;
 }
 
 // Something of everything, with names in the code page 932 and numbers that have gaps.
@@ -82,7 +65,6 @@ TEST_F(StateCommand, ExportWipeImportGivesTheSameExport) {
   EXPECT_EQ(before, exported());
   EXPECT_TRUE(exists("/volume/v1/Data/BEN"));
   EXPECT_EQ("nas1: the record files are sound\n", nas1({"db", "check"}).err);
-  EXPECT_EQ("nas1: unchanged\n", nas1({"state", "import", kFile, "--allow-unsafe"}).err);
 
   // The same by taking away what is too much, and what was planned is what is done.
   for (const char* const more : {"share add more /volume/v1/more", "user add newer --no-password", "group add more"})
@@ -91,9 +73,9 @@ TEST_F(StateCommand, ExportWipeImportGivesTheSameExport) {
   const Lines pruning = {"state", "import", kFile, "--allow-unsafe", "--prune"};
   Lines dry = pruning;
   dry.emplace_back("--dry-run");
-  const std::string untouched = records();
+  const auto untouched = allRecords();
   const std::string plan = nas1(dry).out;
-  EXPECT_EQ(untouched, records());
+  EXPECT_EQ(untouched, allRecords());
   EXPECT_NE(std::string::npos, plan.find("Nas1ShareDel(\"more\")\n")) << plan;
   EXPECT_EQ(plan, nas1(pruning).out);
   EXPECT_EQ(before, exported());
@@ -103,25 +85,24 @@ TEST_F(StateCommand, SecretsAndDefaultsStayOutUnlessWanted) {
   fill();
   const Json state = Json::parse(nas1({"state", "export", "--only-changed"}).out, nullptr, false)["state"];
   EXPECT_EQ(std::string::npos, state.dump().find("sesame"));
-  for (const char* const key : {"CIFS_CODE_PAGE", "EVENT_ACTION", "SNMP_CONTACT", "IP_DNS"})
-    EXPECT_TRUE(state["settings"].contains(key)) << key;
-  for (const char* const key : {"AUTO_HOME", "UPS_TIMEOUT", "UID_START", "CIFS_SERVER_NAME", "ADMIN_PASSWORD"})
+  for (const char* const key : {"CIFS_CODE_PAGE", "EVENT_ACTION"}) EXPECT_TRUE(state["settings"].contains(key)) << key;
+  for (const char* const key : {"AUTO_HOME", "UPS_TIMEOUT", "UID_START", "ADMIN_PASSWORD"})
     EXPECT_FALSE(state["settings"].contains(key)) << key;
 
   // Without passwords, those that are there stay, and nobody new goes without one by accident.
   writeFile(kFile, nas1({"state", "export"}).out);
   EXPECT_EQ("nas1: unchanged\n", nas1({"state", "import", kFile, "--allow-unsafe"}).err);
   ASSERT_EQ(0, nas1({"user", "del", "ben"}).exitCode);
-  const std::string before = records();
+  const auto before = allRecords();
   expectFailure({4, "the user BEN is new", {"state", "import", kFile, "--allow-unsafe"}});
-  EXPECT_EQ(before, records());
+  EXPECT_EQ(before, allRecords());
   EXPECT_EQ(0, nas1({"state", "import", kFile, "--allow-unsafe", "--no-passwords"}).exitCode);
 }
 
 TEST_F(StateCommand, WhatIsNotUnderstoodIsRefusedWhole) {
   fill();
   (void)exported();  // reading a setting for the first time stores its default
-  const std::string before = records();
+  const auto before = allRecords();
   const struct {
     int exitCode;
     const char* said;
@@ -129,30 +110,20 @@ TEST_F(StateCommand, WhatIsNotUnderstoodIsRefusedWhole) {
   } cases[] = {
       {2, "no JSON from line 2 on", R"("groups": [}])"},
       {2, "field groups twice", R"("groups": [], "groups": [])"},
-      {2, "state.printers is a field", R"("printers": [])"},
-      {2, "state.groups is no list", R"("groups": {})"},
       {2, "state.shares[1].colour is a field", R"("shares": [{"name": "plain"}, {"name": "b", "colour": 1}])"},
       {2, "state.shares[0].name is missing", R"("shares": [{"path": "/volume/v1/b"}])"},
-      {2, "state.shares[0].name has 32 ", R"("shares": [{"name": "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"}])"},
       {2, "the share b is new", R"("shares": [{"name": "b"}])"},
       {2, "state.shares[1] is the second", R"("shares": [{"name": "plain"}, {"name": "plain"}])"},
       {2, "state.shares[0].permissions.cifs[0].rights is no number",
        R"("shares": [{"name": "plain", "permissions": {"cifs": [{"type": "user", "name": "a", "rights": "1"}]}}])"},
       {2, "permissions.afp holds the user", R"("shares": [{"name": "plain", "permissions": {"afp": [
           {"type": "user", "name": "a", "rights": 1}, {"type": "user", "name": "A", "rights": 2}]}}])"},
-      {2, "there is no option sync", R"("shares": [{"name": "plain", "hosts": [{"host": "a", "options": "sync"}]}])"},
       {9, "state.shares[0].path holds $", R"("shares": [{"name": "b", "path": "/volume/v1/$id"}])"},
-      {9, "TIME_ZONE holds ", R"("settings": {"UPS_SELECTION": 1, "TIME_ZONE": "UTC; id"})"},
       {5, "state.settings.CPU_SPEED is the appliance's own", R"("settings": {"CPU_SPEED": "fast"})"},
-      {3, "state.settings.UPS is no setting", R"("settings": {"UPS": 1})"},
-      {2, "state.settings.UPS_TIMEOUT is no value", R"("settings": {"UPS_TIMEOUT": "1"})"},
       {4, "must be different", R"("settings": {"CIFS_SERVER_NAME": "a", "NCP_SERVER_NAME": "a"})"},
       {3, "in the group NONE", R"("users": [{"name": "ben", "groups": [{"name": "none"}]}])"},
-      {3, "the home share none", R"("users": [{"name": "ben", "home_share": "none"}])"},
       {2, "more than one primary",
        R"("users": [{"name": "ben", "groups": [{"name": "a", "primary": true}, {"name": "b", "primary": true}]}])"},
-      {3, "state.users[0].source is none", R"("users": [{"name": "ben", "source": "moon"}])"},
-      {3, "a volume v9", R"("snapshots": [{"volume": "v9", "reserved": 1, "schedule": [0, 0, 0, 0]}])"},
       {4, "state.products[0].key is that of", R"("products": [{"key": "ADMIN_PASSWORD", "text": "x"}])"},
   };
   for (const auto& c : cases) {
@@ -164,5 +135,5 @@ TEST_F(StateCommand, WhatIsNotUnderstoodIsRefusedWhole) {
   }
   writeFile(kFile, R"({"schema": "nas1/2", "state": {}})");
   EXPECT_EQ(2, nas1({"state", "import", kFile}).exitCode);
-  EXPECT_EQ(before, records());
+  EXPECT_EQ(before, allRecords());
 }

@@ -1,8 +1,6 @@
 // nas1 verify in the appliance: each file that is not as the records have it is named, and made anew when that is
 // wanted.
 
-#include <filesystem>
-
 #include "cli/nas1_command.h"
 
 constexpr char kSamba[] = "/etc/samba/smb.conf";
