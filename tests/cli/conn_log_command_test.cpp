@@ -18,7 +18,7 @@ int ending(pid_t service, int how) {
 
 TEST_F(ConnCommand, ClientsAreListedAndOnlyListedOnesAreKicked) {
   Processes services;
-  for (int i = 0; i < 2; ++i) {
+  for (int i = 0; i < 3; ++i) {
     services.start([] {
       for (;;) (void)pause();
     });
@@ -37,9 +37,12 @@ TEST_F(ConnCommand, ClientsAreListedAndOnlyListedOnesAreKicked) {
   (void)done({"conn", "kick", "cifs", pid});
   EXPECT_EQ(SIGTERM, ending(services.pids[0], 0));
   EXPECT_EQ("", nas1({"conn", "list"}).out);
-  (void)done({"conn", "add", "afp", other});
-  (void)done({"conn", "kick", "afp", other});
-  EXPECT_EQ(SIGKILL, ending(services.pids[1], 0)) << "each protocol ends its sessions in its own way";
+  for (const auto& [protocol, service, signal] :
+       {std::tuple("ncp", services.pids[1], SIGTERM), {"afp", services.pids[2], SIGKILL}}) {
+    (void)done({"conn", "add", protocol, std::to_string(service)});
+    (void)done({"conn", "kick", protocol, std::to_string(service)});
+    EXPECT_EQ(signal, ending(service, 0)) << "each protocol ends its sessions in its own way";
+  }
   services.stop();
 
   EXPECT_EQ(2, nas1({"conn", "add", "cifs", "0"}).exitCode);

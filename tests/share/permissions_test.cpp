@@ -197,3 +197,20 @@ TEST_F(Permissions, AnAppleTalkCallerIsIntroducedBeforeItIsChecked) {
   EXPECT_EQ((Lines{"DAVE4", "ERIN4"}), storedKeys("user_id.gdbm"));
   EXPECT_EQ(Lines{"docs"}, storedKeys("user_afp.gdbm")) << "no list without a share";
 }
+
+TEST_F(Permissions, ADeletedAccountLeavesEveryListUnlessThatIsBatched) {
+  (void)unlink("/etc/admin/share.gdbm");
+  ASSERT_EQ(0, sysShareAdd("papers", "", "/volume/v1/papers"));
+  ASSERT_EQ(0, sysShareAdd("music", "", "/volume/v1/music"));
+  const std::string full = listValue({group(1, "staff"), user(1, "alice"), user(1, "ALICE")});
+  for (const int batched : {1, 0}) {
+    for (const char* share : {"papers", "music"}) storeRecord("user_ncp.gdbm", share, full);
+    char name[] = "Alice";
+    ASSERT_EQ(0, Nas1AddUser(PROTO_NCP, name, nullptr));
+    (void)EnableNasDelPermBatch(batched);
+    EXPECT_EQ(0, Nas1DelUser(PROTO_NCP, name));
+    const std::string left = batched != 0 ? full : listValue({group(1, "staff"), user(1, "ALICE")});
+    for (const char* share : {"papers", "music"})
+      EXPECT_EQ(left, storedRecord("user_ncp.gdbm", share)) << share << (batched != 0 ? ", batched" : "");
+  }
+}
