@@ -41,7 +41,7 @@ ExitCode copyToMemory(const char* path, const OpenFile& file, OpenFile& copy) {
 
 // GDBM closes the descriptor.
 void readCopy(OpenFile& copy, RecordSet& set) {
-  const int flags = GDBM_READER | GDBM_NOLOCK | GDBM_NOMMAP | GDBM_CLOERROR | GDBM_CLOEXEC;
+  const int flags = GDBM_READER | GDBM_NOLOCK | GDBM_CLOERROR | GDBM_CLOEXEC;
   GDBM_FILE const db = gdbm_fd_open(copy.fd, set.file->path, 0, flags, nullptr);
   copy.fd = -1;
   if (db == nullptr) {
