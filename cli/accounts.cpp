@@ -47,6 +47,11 @@ std::string sourceName(unsigned source) {
   return source < std::size(sourceNames) ? sourceNames[source] : std::to_string(source);
 }
 
+ExitCode checkAccountFiles() {
+  const ExitCode fault = checkRecordFile(kUserFile, Use::read);
+  return fault != DONE ? fault : checkRecordFile(kGroupFile, Use::read);
+}
+
 ExitCode findSource(const std::string& name, int& source) {
   for (source = 0; source < PROTO_COUNT; ++source) {
     if (strcasecmp(sourceNames[source], name.c_str()) == 0) return DONE;

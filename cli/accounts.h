@@ -28,6 +28,9 @@ void addSourceOption(CLI::App& verb, std::string& source);
 ExitCode readUsers(std::vector<UserItem>& users);
 ExitCode readGroups(std::vector<GroupItem>& groups);
 
+// Complains when accounts or groups cannot be read: who is in which group would not be known.
+ExitCode checkAccountFiles();
+
 // Look an account up without making it; the name is upper-cased, as it is stored. An unknown one is complained about.
 ExitCode findUser(int source, std::string& name, UserItem& user);
 ExitCode findGroup(int source, std::string& name, GroupItem& group);

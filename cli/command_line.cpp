@@ -1,6 +1,7 @@
 #include "command_line.h"
 
 #include <nas1api.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -67,6 +68,9 @@ std::string advice(const CLI::App& noun, const CLI::ParseError& error, const std
 
 enum class How { run, checkOnly };
 
+// Scripts for shells are anybody's; everything else reads or changes what is root's.
+bool mayRun(const Noun& noun) { return geteuid() == 0 || std::string(noun.name) == "completion"; }
+
 // Parsing still reads every argument, but nothing comes of it.
 void forgetCallbacks(CLI::App& app) {
   app.callback({});
@@ -77,7 +81,8 @@ ExitCode runNoun(const Noun& noun, std::vector<std::string> words, How how) {
   ExitCode result = DONE;
   CLI::App app(noun.about, noun.name);
   noun.registerVerbs(app, result);
-  if (how == How::checkOnly) forgetCallbacks(app);
+  const bool isRun = how == How::run && mayRun(noun);
+  if (!isRun) forgetCallbacks(app);
   app.footer("nas1 --help explains the exit codes.");
 
   const std::vector<std::string> verbs = verbNames(app);
@@ -97,9 +102,12 @@ ExitCode runNoun(const Noun& noun, std::vector<std::string> words, How how) {
     app.parse(reversed);
   } catch (const CLI::CallForHelp&) {
     if (how == How::run) (void)std::fputs(app.help("nas1").c_str(), stdout);
+    return DONE;
   } catch (const CLI::ParseError& error) {
     return complain(USAGE, "%s%s", error.what(), advice(app, error, words).c_str());
   }
+  if (how == How::run && !isRun)
+    return complain(NO_PRIVILEGE, "only root can manage the appliance; run nas1 as root");
   return result;
 }
 

@@ -13,6 +13,7 @@
 #include "hot_swap.h"
 #include "nouns.h"
 #include "output.h"
+#include "record_files.h"
 
 namespace {
 
@@ -32,6 +33,7 @@ ExitCode list() {
 }
 
 ExitCode config() {
+  if (const ExitCode fault = checkRecordFile(kSystemFile, Use::read); fault != DONE) return fault;
   DiskConfig stored = {};
   if (Nas1GetDiskConfig(&stored) != 0) return complain(LIBRARY_FAILED, "the disk configuration cannot be read");
   return printObject(output, "disk_config",
@@ -42,6 +44,7 @@ ExitCode config() {
 }
 
 ExitCode raid() {
+  if (const ExitCode fault = checkRecordFile(kSystemFile, Use::read); fault != DONE) return fault;
   unsigned char status[RAID_STATUS_SIZE] = {};
   const int result = Nas1GetRaidStatus(status);
   if (result == -1) return complain(LIBRARY_FAILED, "there is no driver behind /dev/nas1");

@@ -12,6 +12,7 @@
 #include "events.h"
 #include "nouns.h"
 #include "output.h"
+#include "record_files.h"
 
 namespace {
 
@@ -56,6 +57,7 @@ ExitCode raise() {
 }
 
 ExitCode list() {
+  if (const ExitCode fault = checkRecordFile(kSystemFile, Use::read); fault != DONE) return fault;
   const std::uint32_t action = readMask("EVENT_ACTION");
   const std::uint32_t status = readMask("HW_EVENT_STATUS");
   Listing listing = {

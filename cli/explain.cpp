@@ -82,9 +82,7 @@ ExitCode explain() {
     if (fault != DONE) return fault;
   }
   if (!findShare(arguments.share)) return noSuchShare(arguments.share);
-  for (const char* const file : {kUserFile, kGroupFile}) {
-    if (const ExitCode fault = checkRecordFile(file, Use::read); fault != DONE) return fault;
-  }
+  if (const ExitCode fault = checkAccountFiles(); fault != DONE) return fault;
   Listing listing = {"permissions", {"protocol", "rights", "type", "name", "reason"}, {}};
   for (const Protocol& protocol : permissionProtocols) {
     if (only != nullptr && only != &protocol) continue;

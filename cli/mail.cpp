@@ -13,6 +13,7 @@
 #include "events.h"
 #include "nouns.h"
 #include "output.h"
+#include "record_files.h"
 #include "suggest.h"
 
 namespace {
@@ -117,6 +118,7 @@ void print(const std::string& text) {
 }
 
 ExitCode preview() {
+  if (const ExitCode fault = checkRecordFile(kSystemFile, Use::read); fault != DONE) return fault;
   GivenEvent event;
   if (const ExitCode fault = parseEvent(arguments.code, arguments.words, arguments.allowUnsafe, event); fault != DONE)
     return fault;

@@ -246,6 +246,7 @@ ExitCode check() {
     if (const ExitCode fault = checkAccountName(group); fault != DONE) return fault;
   }
   if (const ExitCode fault = openList(Use::read, list); fault != DONE) return fault;
+  if (const ExitCode fault = checkAccountFiles(); fault != DONE) return fault;
   const int protocol = list.protocol->number;
   const std::vector<std::string> groups =
       arguments.groups.empty() ? groupsOf(protocol, arguments.user) : arguments.groups;

@@ -23,6 +23,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <system_error>
 
 #include "plan_driver.h"
@@ -116,10 +117,13 @@ bool copyParts(const FolderPart& part, const std::string& to) {
 
 // ---- Volumes
 
+// Without "//" and the like, which the library stores as they are.
+std::string normal(const std::string& path) { return fs::path(path).lexically_normal(); }
+
 std::string topOf(const std::string& path) { return path.substr(0, path.find('/', 1)); }
 
 bool isOnVolume(const std::string& path) {
-  if (path.size() < 2 || path[0] != '/' || path.find("/..") != std::string::npos) return false;
+  if (path.size() < 2 || path[0] != '/') return false;
   const std::string top = topOf(path).substr(1);
   return std::find(std::begin(systemFolders), std::end(systemFolders), top) == std::end(systemFolders);
 }
@@ -164,6 +168,7 @@ void reproduceWay(const std::string& path, const std::string& top, const std::st
 void addVolumes(Stage& stage, std::vector<std::string> paths) {
   for (const Share& share : allShares()) paths.push_back(share.path);
   paths.emplace_back("/volume");
+  std::transform(paths.begin(), paths.end(), paths.begin(), normal);
   std::erase_if(paths, [](const std::string& path) { return !isOnVolume(path); });
   std::map<std::string, std::string> tops;
   for (const std::string& path : paths) {
@@ -190,6 +195,40 @@ bool setReadOnly(const char* path, bool readOnly, unsigned flags) {
 
 bool cover(const std::string& place, const std::string& original) {
   return mount(place.c_str(), original.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0;
+}
+
+// What is mounted somewhere below a folder, in the order in which it was.
+std::vector<std::string> mountsBelow(const std::string& folder) {
+  std::ifstream table("/proc/self/mountinfo");
+  std::vector<std::string> places;
+  for (std::string line; std::getline(table, line);) {
+    std::istringstream words(line);
+    std::string id, parent, device, root, place;
+    if (words >> id >> parent >> device >> root >> place && place.starts_with(folder + "/")) places.push_back(place);
+  }
+  return places;
+}
+
+// Temporary files are made in /tmp, and a command may read what lies there. Where the kernel has no overlay file
+// system, only what is mounted there is seen.
+bool coverTemporaryFiles(const Stage& stage) {
+  const std::string original = stage.path + "/tmp";
+  const std::string changes = original + ".changes";
+  const std::string work = original + ".work";
+  for (const std::string& folder : {original, changes, work}) {
+    if (mkdir(folder.c_str(), 0) != 0 || chmod(folder.c_str(), 01777) != 0) return false;
+  }
+  if (mount("/tmp", original.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0) return false;
+  const std::vector<std::string> below = mountsBelow("/tmp");
+  const std::string layers = "lowerdir=/tmp,upperdir=" + changes + ",workdir=" + work;
+  if (mount("copy", "/tmp", "overlay", MS_NOSUID | MS_NODEV, layers.c_str()) != 0 && !cover(changes, "/tmp"))
+    return false;
+  for (const std::string& place : below) {
+    std::error_code ignored;
+    fs::create_directories(place, ignored);
+    (void)cover(stage.path + place, place);
+  }
+  return true;
 }
 
 ExitCode fillStage(Stage& stage, const std::vector<std::string>& paths, CopyDriver& driver) {
@@ -228,11 +267,9 @@ ExitCode makeCopy(Stage& stage, const std::vector<std::string>& paths, CopyDrive
   if (!isPrivate || mount("copy", stage.path.c_str(), "tmpfs", MS_NOSUID, "mode=700") != 0)
     return static_cast<ExitCode>(failed("a memory file system"));
   if (const ExitCode fault = fillStage(stage, paths, driver); fault != DONE) return fault;
-  // Temporary files without a name are made in /tmp; what is mounted in there can only be read.
-  if (!cover("/tmp", "/tmp") || !setReadOnly("/", true, AT_RECURSIVE) || !setReadOnly("/tmp", false, 0) ||
-      !setReadOnly(stage.path.c_str(), false, 0)) {
+  if (!setReadOnly("/", true, AT_RECURSIVE) || !setReadOnly(stage.path.c_str(), false, 0))
     return static_cast<ExitCode>(failed("keeping it from writing"));
-  }
+  if (!coverTemporaryFiles(stage)) return static_cast<ExitCode>(failed("/tmp"));
   for (const auto& [place, original] : stage.covers) {
     if (!cover(place, original)) return static_cast<ExitCode>(failed(original.c_str()));
   }
@@ -293,8 +330,9 @@ void readFiles(const std::string& folder, CopiedFiles& files) {
     file.mode = status.st_mode;
     if (S_ISLNK(status.st_mode)) file.content = fs::read_symlink(path, error);
     if (!S_ISREG(status.st_mode)) continue;
-    std::ifstream stream(path, std::ios::binary);
-    file.content.assign(std::istreambuf_iterator<char>(stream), {});
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    file.content = content.str();
   }
 }
 

@@ -14,6 +14,7 @@
 #include "log_reader.h"
 #include "nouns.h"
 #include "output.h"
+#include "record_files.h"
 
 namespace {
 
@@ -62,6 +63,7 @@ void addEvents(Listing& listing, const char* section, std::uint32_t mask) {
 }
 
 ExitCode show() {
+  if (const ExitCode fault = checkRecordFile(kSystemFile, Use::read); fault != DONE) return fault;
   Listing listing = {"status", {"section", "item", "value"}, {}};
   for (const Service& service : services) listing.rows.push_back({"service", service.name, stateOf(service)});
   for (const Service& service : services) {

@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "calls.h"
+#include "db_check.h"
 #include "nouns.h"
 #include "output.h"
 #include "verify_daemons.h"
@@ -69,7 +70,15 @@ bool shellKnowsTest() { return Nas1System("[ -a / ] 2>/dev/null") == 0; }
 
 Cell orNothing(const std::string& text) { return text.empty() ? Cell() : Cell(text); }
 
+// Files made from records that cannot be read would lack shares, or open them to everybody.
+ExitCode checkAllRecords() {
+  std::vector<RecordSet> sets;
+  if (const ExitCode fault = readRecordSets(sets); fault != DONE) return fault;
+  return refuseDamage(sets);
+}
+
 ExitCode verify() {
+  if (const ExitCode fault = checkAllRecords(); fault != DONE) return fault;
   Look look;
   if (const ExitCode fault = lookTwice(look); fault != DONE) return fault;
   const bool isRepaired = arguments.repair && !look.differences.empty() && !isDryRun();

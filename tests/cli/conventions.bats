@@ -135,3 +135,53 @@ offers() { nas1 $1 --help | grep -q -e "--$2\b"; }
   run -2 nas1
   run -0 nas1 --version
 }
+
+@test 'whoever is not root gets help, completions and no more' {
+  asAnybody() { setpriv --reuid 1000 --regid 1000 --clear-groups nas1 "$@"; }
+  before=$(state)
+  for verb in "${!changing[@]}"; do
+    run asAnybody $verb ${changing[$verb]} <<<'secret'
+    [[ $status == 8 && $output == *'run nas1 as root'* ]] || wrong "$verb: $status $output"
+  done
+  for verb in "${!printing[@]}"; do
+    run asAnybody $verb ${printing[$verb]}
+    [[ $status == 8 ]] || wrong "$verb: $status $output"
+    run asAnybody $verb --help
+    [[ $status == 0 && $output == *'Usage:'* ]] || wrong "$verb --help: $status $output"
+  done
+  run -0 asAnybody completion bash
+  [[ -z $faults && $(state) == "$before" ]]
+}
+
+@test 'nothing is told or made of records that cannot be read' {
+  declare -A readers=(
+    [share]='share list;nfs list;verify --repair' [share_nfs]='nfs list;verify --repair'
+    [system]='status;event list;raid;disk config;mail preview 0 1;config list;verify --repair'
+    [user_id]='user list;perm check anna docs;perm explain anna docs;verify --repair')
+  for file in "${!readers[@]}"; do
+    path=/etc/admin/$file.gdbm
+    cp -p $path /tmp/sound
+    truncate -s 6000 $path
+    before=$(cat /etc/exports /etc/atalk/*)
+    while read -rd ';' words; do
+      run nas1 $words
+      [[ $status == 7 && $output == *"$file.gdbm"* ]] || wrong "$words without $file: $status $output"
+    done <<<"${readers[$file]};"
+    [[ $(cat /etc/exports /etc/atalk/*) == "$before" ]] || wrong "files without $file"
+    cp -p /tmp/sound $path
+  done
+  [[ -z $faults ]]
+}
+
+@test 'a plan reads what lies in /tmp and leaves it there' {
+  mkdir -p /tmp/kept/folder
+  echo 'module del canary --yes' >/tmp/kept/lines
+  nas1 module add canary --on-removal 'rm -rf /tmp/kept; touch /tmp/kept.too'
+  run -0 nas1 plan batch /tmp/kept/lines
+  [[ $output == *'touch /tmp/kept.too'* ]]
+  [[ -d /tmp/kept/folder && ! -e /tmp/kept.too ]]
+  nas1 share add odd /volume/v1/odd --allow-unsafe
+  run -0 nas1 plan share mod odd --comment x --path //volume/v1/even --allow-unsafe
+  [[ $output == *'/volume/v1/even'* ]]
+  nas1 share del odd --yes
+}
