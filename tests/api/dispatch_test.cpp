@@ -38,10 +38,3 @@ TEST_F(Dispatch, ABatchWritesOnlyTheDatabaseUntilItEnds) {
   expectCall(update, 3, "the database's failure stops nobody and is the result",
              [] { return 1 + Nas1ShareMod("none", "", "/volume/v1/none"); });
 }
-
-TEST_F(Dispatch, ADaemonsFailureIsNotTheCallersFailure) {
-  writeFile("/etc/samba/smb.conf/in the way", "");
-  EXPECT_EQ(0, addShare("name"));
-  EXPECT_EQ(Lines{"name"}, storedKeys("share.gdbm"));
-  EXPECT_EQ(Lines{"<ERR>  [CIFS] failed to open /etc/samba/smb.conf for writing"}, applianceMessages());
-}

@@ -2,7 +2,7 @@
 
 #include "backends/cifs.h"
 
-#include "backends/back_end.h"
+#include "frame/appliance.h"
 
 namespace {
 
@@ -92,18 +92,6 @@ TEST_F(Cifs, ModesRunTheInitScriptOfARunningSamba) {
   EXPECT_EQ(4U, commands().size());
   EXPECT_FALSE(exists(kConf));
   EXPECT_EQ(Lines(4, "<ERR>  [CIFS] read pidfile error!"), applianceMessages()) << "one for each empty file";
-}
-
-TEST_F(Cifs, ItsOwnSettingsRestartIt) {
-  const auto withoutName = [](int id, int size, void* value) { return id == 0 ? 0 : cifsSetConfig(id, size, value); };
-  expectReactions(withoutName, 1, {3, 5, 6, 19, 30, 78, 101}, "/etc/init.d/smb restart");
-  char name[] = "NAME";
-  EXPECT_EQ(Lines{"/sbin/set_hostname.sh"} + smb("restart"),
-            commandsOf([&] { (void)cifsSetConfig(0, sizeof name, name); }));
-}
-
-TEST_F(Cifs, EndingASessionSparesProcessGroups) {
-  for (const int group : {0, -1}) EXPECT_EQ(0, cifsNetDisconnect(0, group)) << "no process";
 }
 
 TEST_F(Cifs, ControllerCommandsGetTheNameQuoted) {

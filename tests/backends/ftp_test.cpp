@@ -1,6 +1,6 @@
 #include "backends/ftp.h"
 
-#include "backends/back_end.h"
+#include "frame/appliance.h"
 
 using Ftp = ApplianceTest;
 
@@ -11,13 +11,9 @@ TEST_F(Ftp, ModesRunTheirCommands) {
   EXPECT_EQ((Results{-1, -1, -1}), (Results{ftpRestart(3), ftpRestart(-1), ftpRestart(0)}));
 }
 
-TEST_F(Ftp, OnlyItsSwitchStartsAndStopsItByNumber) {
-  expectReactions(ftpSetConfig, 0x80000000, {59}, "/usr/sbin/ftprestart");  // not 0
-  int on = 1;
-  EXPECT_EQ(Lines{}, commandsOf([&] { EXPECT_EQ(0, NasSetConfig("FTP_ENABLED", sizeof on, &on)); }));
-  // What the value does not have counts as 0; the result is that of the command.
+TEST_F(Ftp, WhatItsSwitchDoesNotHaveCountsAsZero) {
   std::uint32_t high = 0x01000000;
   EXPECT_EQ(Lines{"/usr/sbin/ftpshut now"}, commandsOf([&] { EXPECT_EQ(0, ftpSetConfig(59, 3, &high)); }));
   setExitStatus("ftpshut", 127);
-  EXPECT_EQ(-1, ftpSetConfig(59, 3, &high));
+  EXPECT_EQ(-1, ftpSetConfig(59, 3, &high)) << "the result is that of the command";
 }

@@ -1,7 +1,7 @@
 #include "backends/ncp.h"
 
 #include "accounts/account_items.h"
-#include "backends/back_end.h"
+#include "frame/appliance.h"
 
 using Ncp = ApplianceTest;
 
@@ -9,24 +9,6 @@ static constexpr char kAddressFile[] = "/mnt/param/nw/ipxaddr_temp";
 static constexpr char kUserFile[] = "/mnt/param/nw/binderyuser";
 static constexpr char kGroupFile[] = "/mnt/param/nw/binderygroup";
 static const std::string fetch = "/usr/sbin/nwgetlistfrBind.sh OFFICE";
-
-TEST_F(Ncp, ModesRunTheInitScript) {
-  expectRestarts(
-      ncpRestart, "mars",
-      {"/etc/rc.d/init.d/mars start", "/etc/rc.d/init.d/mars stop", "/etc/rc.d/init.d/mars restart", nullptr});
-}
-
-TEST_F(Ncp, ItsOwnSettingsRestartIt) {
-  const std::string restart = "/etc/rc.d/init.d/mars restart";
-  expectReactions(ncpSetConfig, 1, {1, 7, 20, 32, 72, 73}, restart);
-  // By name, the row's number arrives: 7 is both the row and the id of the bindery server, 33 is no id of NCP's.
-  char name[NAS_NAME_SIZE] = "OFFICE";
-  int on = 1;
-  EXPECT_EQ(Lines{restart}, commandsOf([&] { EXPECT_EQ(0, NasSetConfig("NCP_BINDERY_SERVER_NAME", 32, name)); }));
-  EXPECT_EQ(Lines{}, commandsOf([&] { EXPECT_EQ(0, NasSetConfig("NCP_ENABLED", 4, &on)); }));
-  setExitStatus("mars", 127);
-  EXPECT_EQ(0, Nas1SetConfig(32, 4, &on)) << "the setting is stored whatever the daemon does";
-}
 
 TEST_F(Ncp, FetchingUsersConnectsFromOneAddressToTheOther) {
   char server[] = "office";
@@ -85,8 +67,4 @@ TEST_F(Ncp, ListsAreItemsOfTheConfiguredBindery) {
   describeRemote(&expected[0], PROTO_NCP, longName.substr(0, 31).c_str());
   describeRemote(&expected[1], PROTO_NCP, "C");
   EXPECT_EQ(bytesOf(expected), std::string(buffer, sizeof buffer));
-}
-
-TEST_F(Ncp, EndingASessionSparesProcessGroups) {
-  for (const int group : {0, -1}) EXPECT_EQ(0, ncpNetDisconnect(0, group)) << "no process";
 }

@@ -1,4 +1,4 @@
-// NFS: the exports as written and as the real exportfs reads them, the NIS client's file, and what is run when.
+// NFS: the exports, the NIS client's file, and what is run when.
 
 #include "backends/nfs.h"
 
@@ -80,14 +80,9 @@ TEST_F(Nfs, AShareIsExportedToItsHostsOrByDefault) {
       {"mixed case", "Rw", "", "-1"},
       {"count without entries", "ro", nfsList(1, ""), ro},
       {"cut list", "ro", nfsList(1, host).substr(0, 39), ro},
-      {"network", "ro", nfsList(1, nfsEntry("10.0.0.0", 0x11, 1, 2, "255.0.0.0")),
-       "0 10.0.0.0/255.0.0.0(sync,rw,no_all_squash,no_root_squash) \n"},
       {"mask without NUL", "", nfsList(1, nfsEntry("h", 0x10, 0, 0, "255.255.255.2550")),
        "0 h/255.255.255.2550(sync,ro,no_all_squash,no_root_squash) \n"},
-      {"root squashed", "", nfsList(1, nfsEntry("h", 0x62, 5, 6)), "0 h(sync,ro,no_all_squash,root_squash) \n"},
-      {"all squashed", "", nfsList(1, nfsEntry("h", 0x06, 5, 6)), "0 h(sync,ro,all_squash,anonuid=32767) \n"},
       {"to a group", "", nfsList(1, nfsEntry("h", 0x25, 5, 6)), "0 h(sync,rw,all_squash,anongid=6,anonuid=32767) \n"},
-      {"to both", "", nfsList(1, nfsEntry("h", 0x64, -2, -3)), "0 h(sync,ro,all_squash,anongid=-3,anonuid=-2) \n"},
       {"two hosts", "", nfsList(2, nfsEntry("%s", 1) + nfsEntry("b", 2)),
        "0 %s(sync,rw,no_all_squash,no_root_squash) b(sync,ro,no_all_squash,root_squash) \n"},
       {"fewer than counted", "", nfsList(9, host + nfsEntrySized(0, "b")),
@@ -197,37 +192,6 @@ TEST_F(Nfs, AChangeMadeWhileAnotherProcessWritesIsNotLost) {
   EXPECT_NE(std::string::npos, exportsOf().find("late"));
 }
 
-TEST_F(Nfs, TheRealExportfsReadsEveryShare) {
-  if (!exists("/usr/lib/appliance/real/exportfs")) GTEST_SKIP() << "no NFS server is installed";
-  letHelpersAct();
-  (void)unlink("/var/lib/nfs/etab");
-  storeText("NFS_EXPORT_PRIVILEGE", "rw");
-  // A name with blanks; a directory with a double-byte character whose second byte is a backslash.
-  ASSERT_EQ(0, EnableNas1ShareBatch(1));
-  char blanks[] = "two words";
-  char doubleByte[] = "\x83\x5C\x83\x65";
-  ASSERT_EQ(0, Nas1ShareAdd(blanks, "", "/volume/v1/words"));
-  ASSERT_EQ(0, Nas1ShareAdd(doubleByte, "", "/volume/v1/\x83\x5C\x83\x65"));
-  const std::string hosts = nfsEntry("192.0.2.0", 0x16, 0, 0, "255.255.255.0") + nfsEntry("192.0.2.77", 0x65, 500, 600);
-  ASSERT_EQ(0, Nas1ShareSetPermittedNfs("two words", 2, hosts.data()));
-  addShare("plain");
-  ASSERT_EQ(0, EnableNas1ShareBatch(0));
-
-  // Path, client, and the options that come from the host entry.
-  const Lines exported = readLines("/var/lib/nfs/etab");
-  const std::pair<std::string, Lines> expected[] = {
-      {"/volume/v1/plain\t*(", {"(rw,sync,", ",all_squash,", ",anonuid=32767,"}},
-      {"/volume/v1/\x83\\134\x83\x65\t*(", {"(rw,sync,"}},
-      {"/volume/v1/words\t192.0.2.0/255.255.255.0(", {"(ro,sync,", ",all_squash,", ",anonuid=32767,"}},
-      {"/volume/v1/words\t192.0.2.77(", {"(rw,sync,", ",all_squash,", ",anonuid=500,", ",anongid=600,"}}};
-  for (const auto& [start, options] : expected) {
-    const auto line = std::find_if(exported.begin(), exported.end(),
-                                   [&, &begin = start](const std::string& each) { return each.starts_with(begin); });
-    ASSERT_NE(exported.end(), line) << start;
-    for (const std::string& option : options) EXPECT_NE(std::string::npos, line->find(option)) << *line << option;
-  }
-}
-
 TEST_F(Nfs, TheNisClientFollowsServerAndDomain) {
   constexpr char kFile[] = "/etc/yp.conf";
   EXPECT_EQ(Results(2, -1), (Results{nfsSave_nis_server_name("nis"), nfsSet_host_domain_name("domain")}));
@@ -288,14 +252,6 @@ TEST_F(Nfs, SettingsReachTheDaemonsByNumber) {
   EXPECT_EQ("domain\tdom\tserver\tnis\n", readFile("/etc/yp.conf"));
 
   // By name the row number arrives, and only the server's is also its id.
-  EXPECT_EQ(Lines{}, commandsOf([] { EXPECT_EQ(0, NasSetConfig("NFS_DOMAIN_NAME", 2, "d")); }));
-  EXPECT_EQ(domainname(" d") + rebind, commandsOf([] { EXPECT_EQ(0, NasSetConfig("NFS_NIS_SERVER_NAME", 3, "ab")); }));
-}
-
-TEST_F(Nfs, TheInitScriptIsRun) {
-  setExitStatus("nfs", 1);  // how the script ends is its own affair
-  EXPECT_EQ((Results{0, 0, 0, -1, -1}),
-            (Results{nfsRestart(0), nfsRestart(1), nfsRestart(2), nfsRestart(3), nfsRestart(-1)}));
-  const std::string script = "/etc/rc.d/init.d/nfs ";
-  EXPECT_EQ((Lines{script + "start", script + "stop", script + "restart"}), commands());
+  EXPECT_EQ(domainname(" dom") + rebind,
+            commandsOf([] { EXPECT_EQ(0, NasSetConfig("NFS_NIS_SERVER_NAME", 3, "ab")); }));
 }

@@ -1,6 +1,6 @@
 #include "backends/snmp.h"
 
-#include "backends/back_end.h"
+#include "frame/appliance.h"
 
 using Snmp = ApplianceTest;
 
@@ -38,12 +38,6 @@ TEST_F(Snmp, TheAgentsFileComesFromTheSettings) {
 
 TEST_F(Snmp, RestartingFollowsTheSetting) {
   const std::string script = "/etc/rc.d/init.d/snmpd ";
-  // Never set counts as off.
-  expectRestarts(snmpRestart, "snmpd",
-                 {"/etc/rc.d/init.d/snmpd start", "/etc/rc.d/init.d/snmpd stop", "/etc/rc.d/init.d/snmpd stop",
-                  "/etc/rc.d/init.d/snmpd stop"});
-  EXPECT_FALSE(exists(kAgentFile));
-  setExitStatus("snmpd", 0);
   setInteger(STATE, 1);
   EXPECT_EQ(Lines{script + "restart"}, commandsOf([&] { EXPECT_EQ(0, snmpRestart(3)); }));
   EXPECT_TRUE(exists(kAgentFile));
@@ -51,10 +45,6 @@ TEST_F(Snmp, RestartingFollowsTheSetting) {
   blockFile(kAgentFile);
   EXPECT_EQ(Lines{}, commandsOf([] { EXPECT_EQ((Results{-1, -1}), (Results{snmpRestart(2), snmpReload()})); }));
   EXPECT_EQ(Lines{}, applianceLog()) << "the log has no such category";
-}
-
-TEST_F(Snmp, OnlyItsStateActs) {
-  expectReactions(snmpSetConfig, 1, {STATE}, "/etc/rc.d/init.d/snmpd stop");  // the stored state counts
 }
 
 TEST_F(Snmp, TrapsAreSentWhenAgentAndTrapsAreOn) {
