@@ -79,7 +79,9 @@ offers() { nas1 $1 --help | grep -q -e "--$2\b"; }
     run --separate-stderr nas1 ${words/FORM/}
     [[ $status == 0 && $output == "$plain" ]] || wrong "$words: $output, with --plain $plain"
     run nas1 ${words/FORM/--get no_such_field}
-    [[ $status == 2 && $output == *'no_such_field'* ]] || wrong "$words: $status $output"
+    [[ $status == 2 && $output =~ no_such_field.*'there are '([a-z_]+) ]] || wrong "$words: $status $output"
+    run -0 --separate-stderr nas1 ${words/FORM/--get ${BASH_REMATCH[1]}}
+    [[ $output != *$'\t'* ]] || wrong "$words --get: $output"
   done
   [[ -z $faults ]]
 }
@@ -90,6 +92,10 @@ offers() { nas1 $1 --help | grep -q -e "--$2\b"; }
     run --separate-stderr nas1 $verb ${changing[$verb]} --dry-run <<<'secret'
     [[ $status == 0 && $output =~ ^[A-Za-z0-9]+\(.*\) && $output != *secret* ]] || wrong "$verb: $status $output $stderr"
     [[ $(state) == "$before" ]] || wrong "$verb changes something"
+  done
+  for words in 'conn add cifs 1 ANNA' 'conn kick cifs 1' 'event replay'; do
+    run nas1 $words --dry-run
+    [[ $status == [03] && $(state) == "$before" ]] || wrong "$words: $status $output"
   done
   [[ -z $faults ]]
 }
@@ -184,4 +190,36 @@ offers() { nas1 $1 --help | grep -q -e "--$2\b"; }
   run -0 nas1 plan share mod odd --comment x --path //volume/v1/even --allow-unsafe
   [[ $output == *'/volume/v1/even'* ]]
   nas1 share del odd --yes
+}
+
+@test 'what nas1 starts finds a fixed environment, and nobody borrows its rights' {
+  nas1 module add env --on-removal '(umask; env) >/tmp/env; true'
+  (umask 000 && STRANGE=1 LANG=xx PATH=/tmp:$PATH "$(command -v nas1)" module del env --yes)
+  run cat /tmp/env
+  [[ $output != *STRANGE* && $output == *LANG=C* && $output == *PATH=/usr/local/sbin:/* && $output == *0077* ]]
+  install -m 4755 "$(command -v nas1)" /usr/local/bin/lent
+  run -8 setpriv --reuid 1000 --regid 1000 --clear-groups /usr/local/bin/lent share list
+  [[ $output == *'set-user-id'* ]]
+  rm /usr/local/bin/lent
+}
+
+@test 'an import of many is one rebuild, takes memory by its document, and shows how far it is' {
+  nas1 share add first /volume/v1/first
+  nas1 state export /tmp/few
+  python3 - <<'END'
+import json
+document = json.load(open("/tmp/few"))
+first = next(share for share in document["state"]["shares"] if share["name"] == "first")
+for count, path in (300, "/tmp/many"), (10000, "/tmp/most"):
+    document["state"] = {"shares": [{**first, "name": f"s{i}", "path": f"/volume/v1/s{i}"} for i in range(count)]}
+    json.dump(document, open(path, "w"))
+END
+  : >/var/log/appliance/commands
+  script -qec 'nas1 state import /tmp/many --yes' /tmp/shown >/dev/null
+  [[ $(grep -c exportfs /var/log/appliance/commands) == 1 ]]
+  grep -q 'change [0-9]* of 300' /tmp/shown
+  [[ $(nas1 share list | wc -l) -gt 300 ]]
+  # Address checking has memory of its own.
+  [[ $(ldd "$(command -v nas1)") == *libasan* ]] || (ulimit -v $((12000 + $(stat -c %s /tmp/most) / 1024 * 25)); nas1 state import /tmp/most --dry-run >/dev/null)
+  nas1 share list --get name | grep '^s[0-9]*$' | sed 's/^/share del /; s/$/ --yes/' | nas1 batch -
 }

@@ -54,7 +54,7 @@ C
 gcc list.c $(pkg-config --cflags --libs nas1api) -o list
 ./list
 [[ $(python3 -c 'import nas1api; print(nas1api.shares()[0].path)') == /volume/v1/pub ]]
-man -w nas1 NasGetConfig nas1.conf >/dev/null 2>&1 || ls /usr/share/man/man1/nas1.1.gz >/dev/null
+ls /usr/share/man/man{1/nas1.1,3/nas1api.3,5/nas1.conf.5,5/nas1-records.5,8/nas1mond.8}.gz >/dev/null
 dpkg -r python3-nas1api nas1 libnas1api-dev libnas1api0
 [[ -e /etc/admin/share.gdbm ]]
 TRY
