@@ -81,24 +81,17 @@ TEST_F(Permissions, AnEntryIsAppendedUnlessItsTypeAndNameAreThere) {
 
 TEST_F(Permissions, DeletingTakesTheFirstMatchAndFillsItsPlaceWithTheLast) {
   const Entries all = {group(2, "alice"), user(1, "Alice"), user(0, "bob"), user(3, "eve")};
-  const struct {
-    const char* name;
-    const char* account;
-    int type;  // -1: of either type
-    Entries left;
-  } cases[] = {
-      {"of either type", "ALICE", -1, {all[3], all[1], all[2]}},
-      {"the user", "ALICE", PERMITTED_USER, {all[0], all[3], all[2]}},
-      {"the last one", "eve", -1, {all[0], all[1], all[2]}},
-      {"not of that type", "bob", PERMITTED_GROUP, all},
-  };
-  for (const auto& c : cases) {
+  const auto left = [&](int result) {
+    EXPECT_EQ(0, result);
+    const std::string list = storedList();
     storeList(listValue(all, 'R'));
-    const int result =
-        c.type < 0 ? Nas1DelPermittedItem("docs", 0, c.account) : Nas1DelPermittedItemEx("docs", 0, c.account, c.type);
-    EXPECT_EQ(0, result) << c.name;
-    EXPECT_EQ(listValue(c.left, 'R'), storedList()) << c.name;
-  }
+    return list;
+  };
+  storeList(listValue(all, 'R'));
+  EXPECT_EQ(listValue({all[3], all[1], all[2]}, 'R'), left(Nas1DelPermittedItem("docs", 0, "ALICE")));
+  EXPECT_EQ(listValue({all[0], all[3], all[2]}, 'R'), left(Nas1DelPermittedItemEx("docs", 0, "ALICE", PERMITTED_USER)));
+  EXPECT_EQ(listValue({all[0], all[1], all[2]}, 'R'), left(Nas1DelPermittedItem("docs", 0, "eve")));
+  EXPECT_EQ(listValue(all, 'R'), left(Nas1DelPermittedItemEx("docs", 0, "bob", PERMITTED_GROUP)));
   EXPECT_EQ(0, Nas1DelPermittedItem("music", 0, "bob")) << "no list";
   EXPECT_EQ(Lines{"docs"}, storedKeys("user_local.gdbm"));
 }

@@ -102,59 +102,45 @@ TEST_F(ShareDatabase, ADeletedShareTakesAllThatHangsOnItAlong) {
 }
 
 TEST_F(ShareDatabase, SharesAreReadAsFarAsTheBufferGoes) {
-  std::map<std::string, std::string> expected;
-  std::size_t total = 0;
-  for (int i = 0; i < 5; ++i) {
-    const std::string name = "share" + std::to_string(i);
-    const std::string path = "/volume/v1/" + std::string(static_cast<std::size_t>(i) + 1, 'p');
-    ASSERT_EQ(0, add(name, name.c_str(), path.c_str()));
-    expected[name] = infoOf(name, name, path);
-    total += expected[name].size();
+  std::string list, blocks[4];
+  for (int i = 0; i < 4; ++i)
+    ASSERT_EQ(0, add("share" + std::to_string(i), "c", ("/volume/v1/" + std::string(i + 1U, 'p')).c_str()));
+  for (int i = 0; i < 4; ++i) {
+    char name[256];
+    ASSERT_EQ(1, Nas1ShareList(i, 1, name, sizeof name));
+    blocks[i] = infoOf(name + 4, "c", "/volume/v1/" + std::string(name[9] - '0' + 1U, 'p'));
+    list += blocks[i];
+    for (const std::size_t room : {std::size_t{1}, std::size_t{104}, blocks[i].size() + 20}) {
+      std::string buffer(room, 'u');
+      EXPECT_EQ(0, Nas1GetShareInfo(name + 4, buffer.data(), static_cast<int>(room)));
+      EXPECT_EQ(padded(blocks[i], room), buffer);
+    }
   }
-  const std::string& one = expected["share1"];
-  for (const std::size_t room : {std::size_t{1}, std::size_t{104}, one.size() + 20}) {
-    std::string buffer(room, 'u');
-    EXPECT_EQ(0, Nas1GetShareInfo("share1", buffer.data(), static_cast<int>(room)));
-    EXPECT_EQ(padded(one, room), buffer);
-  }
-  EXPECT_EQ(static_cast<int>(one.size()), Nas1GetShareInfoSize("share1"));
   EXPECT_EQ(-1, Nas1GetShareInfoSize("Share1")) << "names differ by case";
-
   int count = -1;
   int bytes = -1;
   EXPECT_EQ(0, Nas1ShareCountSize(&count, &bytes));
-  EXPECT_EQ((Results{5, static_cast<int>(total)}), (Results{count, bytes}));
-  std::string all(total, 'u');
-  ASSERT_EQ(5, Nas1ShareList(0, 5, all.data(), bytes));
-  Lines blocks;
-  for (std::size_t at = 0; at < total; at += blocks.back().size()) {
-    const std::string& block = expected[&all[at + 4]];
-    ASSERT_EQ(block, all.substr(at, block.size()));
-    blocks.push_back(block);
-  }
+  EXPECT_EQ((Results{4, static_cast<int>(list.size())}), (Results{count, bytes}));
 
-  const std::string firstTwo = blocks[0] + blocks[1];
-  const std::string sizeWord = blocks[2].substr(0, 4);
+  const std::string firstTwo = blocks[0] + blocks[1], sizeWord = blocks[2].substr(0, 4);
   const struct {
-    const char* name;
     int start, count;
     std::size_t room;
     int copied;
     std::string content;
   } cases[] = {
-      {"more than there are", 0, 99, total + 9, 5, all},
-      {"a negative start", -3, 2, total, 2, firstTwo},
-      {"from the middle", 3, 9, total, 2, blocks[3] + blocks[4]},
-      {"past the end", INT32_MAX, INT32_MAX, total, 0, ""},
-      {"fewer than none", 0, -1, total, 0, ""},
-      {"two and the next one's size", 0, 5, firstTwo.size() + 4, 2, firstTwo + sizeWord},
-      {"two and no room for a size", 0, 5, firstTwo.size() + 3, 2, firstTwo},
-      {"a byte short", 2, 5, blocks[2].size() - 1, 0, sizeWord},
+      {0, 99, list.size() + 9, 4, list},
+      {-3, 2, list.size(), 2, firstTwo},
+      {2, 9, list.size(), 2, blocks[2] + blocks[3]},
+      {INT32_MAX, INT32_MAX, 99, 0, ""},
+      {0, 5, firstTwo.size() + 4, 2, firstTwo + sizeWord},
+      {0, 5, firstTwo.size() + 3, 2, firstTwo},
+      {2, 5, blocks[2].size() - 1, 0, sizeWord},
   };
   for (const auto& c : cases) {
     std::string buffer(c.room, 'u');
-    EXPECT_EQ(c.copied, Nas1ShareList(c.start, c.count, buffer.data(), static_cast<int>(c.room))) << c.name;
-    EXPECT_EQ(padded(c.content, c.room), buffer) << c.name;
+    EXPECT_EQ(c.copied, Nas1ShareList(c.start, c.count, buffer.data(), static_cast<int>(c.room))) << c.start;
+    EXPECT_EQ(padded(c.content, c.room), buffer) << c.start << ' ' << c.room;
   }
   EXPECT_EQ(Lines{"err Warnning! No such Data"} + Lines(3, "err Warnning!sysShareList output buffer too small"),
             messages());
