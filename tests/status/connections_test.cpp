@@ -55,15 +55,12 @@ std::int32_t& wordOf(const RawSegment& segment, int record, std::size_t offset) 
 using ConnectionsTest = ApplianceTest;
 
 TEST_F(ConnectionsTest, AddedReplacedAndDeletedRecordsKeepTheTablePacked) {
-  const Server a;
-  const Server b;
-  const Server c;
+  const Server a, b, c;
   EXPECT_EQ(0, add(PROTO_CIFS, a.pid, "first"));
   EXPECT_EQ(0, add(PROTO_CIFS, b.pid, "second"));
   EXPECT_EQ(0, add(PROTO_CIFS, c.pid, "third"));
   const RawSegment raw("/etc/samba");
-  EXPECT_EQ(0U, raw.words[0]) << "lock word";
-  EXPECT_EQ(3U, raw.words[1]) << "count";
+  EXPECT_EQ((std::pair{0U, 3U}), (std::pair{raw.words[0], raw.words[1]})) << "lock word and count";
   EXPECT_EQ((Results{a.pid, c.pid}), (Results{wordOf(raw, 0, 0), wordOf(raw, 2, 0)}));
   EXPECT_STREQ("third", raw.bytes() + 72 + 2 * 104 + 8);
   wordOf(raw, 0, 4) -= 50;

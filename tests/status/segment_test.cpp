@@ -117,7 +117,6 @@ TEST_F(SegmentTest, StatusWordsLiveInTheSystemSegmentAlone) {
     const std::size_t given = static_cast<std::size_t>(std::min(size, 4));
     EXPECT_EQ(bytesOf(hardware).substr(0, given) + std::string(8 - given, 'x'), out) << size;
   }
-  EXPECT_EQ(Results(2, -1), (Results{get_FILESYSTEM_STATUS(-1, &files, nullptr), set_FILESYSTEM_STATUS(-1, &files)}));
   unsigned char oneByte = 0xFE;
   EXPECT_EQ(0, set_HW_EVENT_STATUS(1, &oneByte));
   EXPECT_EQ(0xFEu, other.words[3]) << "bytes that were not given are zero";
