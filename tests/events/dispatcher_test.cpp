@@ -177,7 +177,6 @@ TEST_F(Dispatcher, TheStatusWordGathersEventsUntilTheirEnd) {
       {25, 0x02000E00, 0x02000E00},  // its bit is set: nothing is done
       {26, 0x00000901, 0x00000801}, {27, 0x00000901, 0x00000101}, {12, 0x00001001, 0x00001001},
       {5, 0x00000001, 0x00000021},  {5, 0x00000000, 0x00000000},  // kept: a lone blank is trimmed
-      {31, 0x00000001, 0x80000001}, {33, 0x00000000, 0x00000002},
   };
   for (const auto& c : cases) EXPECT_EQ(statusLine(c.after), raise(c.code, &disk, 0, c.before).back()) << c.code;
 }
@@ -257,15 +256,4 @@ TEST_F(Dispatcher, CodesBeyondTheTableFollowTheGeneralRules) {
   EXPECT_EQ((Lines{"mail ", "trap 34", "status 80000002"}), raise(33, nullptr, 2));
   EXPECT_EQ((Lines{"mail ", "status 80000002"}), raise(33, &mark, 2));
   EXPECT_EQ((Lines{"mail ", "trap 41", "status 80000100"}), raise(40, nullptr, 1U << 8 | kShutDownOn8));
-}
-
-TEST_F(Dispatcher, TextsAreFreedByWhoLoadedThem) {
-  const Lines happened = {"log <CRIT> [HD]   E20", "mail E20", "trap 21", "status 80100000"};
-  EXPECT_EQ(happened, raise(20, nullptr, kAllEvents));
-  EXPECT_EQ(nullptr, Subject[0]);
-  ASSERT_EQ(1, NasMailMsgInit(0));
-  EXPECT_EQ(happened, raise(20, nullptr, kAllEvents));
-  EXPECT_NE(nullptr, Subject[0]);
-  // A text may be shorter than the mark of a replay, or begin like it.
-  EXPECT_EQ("log <CRIT> [HD]   E28 \xFF\xFF", raise(28, "\xFF\xFF", 0)[0]);
 }
