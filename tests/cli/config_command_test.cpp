@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <set>
 
-#include "api/nas1api.h"
 #include "cli/nas1_command.h"
 
 namespace {
@@ -42,12 +41,8 @@ TEST_F(ConfigCommand, EveryListedKeyIsTheLibrarysUnderItsNameAndItsNumber) {
 }
 
 TEST_F(ConfigCommand, ValuesComeBackAsTheyWereSet) {
-  const struct {
-    const char* setAs;
-    const char* value;
-    const char* getAs;
-    const char* shown;
-  } cases[] = {
+  const char* const cases[][4] = {
+      // set as, the value, got as, shown
       {"UPS_TIMEOUT", "4294967295", "68", "4294967295"},
       {"68", "7", "UPS_TIMEOUT", "7"},
       {"UPS_TIMEOUT", "32", "68", "32"},
@@ -55,9 +50,9 @@ TEST_F(ConfigCommand, ValuesComeBackAsTheyWereSet) {
       {"CIFS_SERVER_COMMENT", "it is; no \"shell\"", "6", "it is; no \"shell\""},
       {"CIFS_GROUP_NAME", "", "3", ""},
   };
-  for (const auto& c : cases) {
-    (void)done({"config", "set", c.setAs, c.value});
-    EXPECT_EQ(std::string(c.shown) + "\n", nas1({"config", "get", c.getAs}).out) << c.setAs << ' ' << c.value;
+  for (const auto& [setAs, value, getAs, shown] : cases) {
+    (void)done({"config", "set", setAs, value});
+    EXPECT_EQ(std::string(shown) + "\n", nas1({"config", "get", getAs}).out) << setAs << ' ' << value;
   }
 }
 

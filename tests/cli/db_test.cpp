@@ -4,7 +4,6 @@
 #include "accounts/account_items.h"
 #include "accounts/identity.h"
 #include "accounts/local_users.h"
-#include "api/nas1api.h"
 #include "cli/nas1_command.h"
 #include "share/permissions.h"
 #include "share/share_database.h"

