@@ -82,6 +82,9 @@ TEST_F(Disks, TheConfigurationComesFromItsKeysAndTheStoredRecord) {
   std::iota(reinterpret_cast<unsigned char*>(&config), reinterpret_cast<unsigned char*>(&config + 1), '\1');
   EXPECT_EQ(0, Nas1SetDiskConfig(&config));
   EXPECT_EQ(bytesOf(config), storedRecord("system.gdbm", "DISK_CONFIG"));
+  std::string part(8, 'x');
+  EXPECT_EQ(0, get_DISK_CONFIG(6, part.data(), nullptr));
+  EXPECT_EQ(bytesOf(config).substr(0, 6) + "xx", part);
   EXPECT_EQ(-1, set_DISK_CONFIG(175, &config));
   // The log names the program, cut at 79 bytes.
   const std::string program = readFile("/proc/self/cmdline").value_or("").substr(0, 79);
