@@ -3,7 +3,8 @@
 
 No value may get a command run, and what is stored is what the real readers of the generated files make of them; all
 other values are refused. The verbs and their arguments are those that the command's help tells of.
-Runs inside the throw-away appliance: hostile_values_test.py VALUES [NOUN...]"""
+Runs inside the throw-away appliance: hostile_values_test.py [--every=N] VALUES [NOUN...]
+--every=N takes each N-th value only."""
 
 import os
 import re
@@ -15,6 +16,7 @@ import time
 
 if not os.path.exists("/run/appliance/marker"):
     sys.exit("this is no throw-away appliance")
+every = int(sys.argv.pop(1)[len("--every="):]) if sys.argv[1].startswith("--every=") else 1
 
 CANARY = "/tmp/canary"
 # Done, a library call that failed, usage, unknown object, refused, read-only or full, not safe.
@@ -249,7 +251,7 @@ def try_communities(all_values):
 
 
 start = time.monotonic()
-everything = values()
+everything = values()[::every]
 open("/run/appliance/record-only", "w").close()
 for daemon in ("smbd", "nmbd"):
     with open(f"/var/lock/samba/locks/{daemon}.pid", "w") as file:
