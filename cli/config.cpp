@@ -104,8 +104,8 @@ ExitCode set() {
   const ExitCode given =
       key->kind == KEY_SECRET ? readNewSecret(*key, typeOf(*key).size, word) : readNewText(*key, word);
   if (given != DONE) return given;
-  if (const ExitCode fault = checkSafeSetting(key->name, word, arguments.allowUnsafe); fault != DONE) return fault;
   if (const ExitCode fault = parseSetting(*key, byNumber, word, value); fault != DONE) return fault;
+  if (const ExitCode fault = checkSafeSetting(key->name, word, arguments.allowUnsafe); fault != DONE) return fault;
   if (readSetting(*key, byNumber, present) >= 0 && present == value.cell(*key)) return unchanged();
   return storeSetting(*key, byNumber, value);
 }

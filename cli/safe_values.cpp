@@ -4,15 +4,20 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
 #include <string_view>
+#include <vector>
+
+#include "output.h"
+#include "volumes.h"
 
 namespace {
 
 // ---- Readers: who a value is handed to, and what each of them would misread
 
 enum Reader : unsigned {
-  SHELL = 1U << 0,          // a word that scripts use
+  SHELL = 1U << 0,          // a text that scripts use
   SHELL_WORD = 1U << 1,     // a word of a command, without quotes around it
   SHELL_QUOTED = 1U << 2,   // within double quotes, as it is
   SHELL_ESCAPED = 1U << 3,  // within double quotes, escaped, but for the dollar sign
@@ -37,7 +42,7 @@ const char* blanksFault(const std::string& value) {
 
 const char* sambaNameFault(const std::string& name) {
   for (const char* const own : {"global", "homes", "printers", "print$", "IPC$", "ADMIN$"}) {
-    if (strcasecmp(own, name.c_str()) == 0) return "is a name with a meaning of its own";
+    if (strcasecmp(own, name.c_str()) == 0) return "is one that Samba keeps for itself";
   }
   return blanksFault(name);
 }
@@ -56,15 +61,40 @@ const char* exportPathFault(const std::string& path) {
 
 const char* dashFault(const std::string& value) { return value.starts_with('-') ? "begins with -" : nullptr; }
 
+// Where the volumes are mounted, as the table has it and with symbolic links resolved.
+const std::vector<std::string>& mountPoints() {
+  static const std::vector<std::string> points = [] {
+    std::vector<std::string> found;
+    for (const VolumeInfo& volume : allVolumes(nullptr)) {
+      if (volume.name[0] == '\0') continue;
+      std::error_code ignored;
+      std::string point = fieldText(volume.mount, sizeof volume.mount);
+      point.erase(point.find_last_not_of('/') + 1);
+      found.push_back(std::filesystem::weakly_canonical(point, ignored));
+      found.push_back(std::move(point));
+    }
+    return found;
+  }();
+  return points;
+}
+
+bool isOnVolume(const std::string& path) {
+  return std::any_of(mountPoints().begin(), mountPoints().end(), [&](const std::string& point) {
+    return !point.empty() && path.starts_with(point + "/") && path.size() > point.size() + 1;
+  });
+}
+
+// Deleting a share removes its folder: whatever is not on a volume belongs to the system, and so does a volume's root.
 const char* folderFault(const std::string& path) {
   if (("/" + path + "/").find("/../") != std::string::npos) return "leads upwards with \"..\"";
   // The NFS server spells such a path in its own way, and rm does not remove it.
   if (("/" + path + "/").find("/./") != std::string::npos) return "holds the folder \".\"";
-  // Deleting a share removes its folder: the root and what stands directly below it belong to the system.
-  const std::size_t first = path.find_first_not_of('/');
-  const std::size_t slash = first == std::string::npos ? first : path.find('/', first);
-  const bool direct = slash == std::string::npos || path.find_first_not_of('/', slash) == std::string::npos;
-  return direct ? "is a folder of the system, not one on a volume" : nullptr;
+  if (path.find("//") != std::string::npos) return "holds a folder without a name";
+  if (mountPoints().empty()) return "is on no volume, for /etc/fstab.zelmar lists none";
+  if (!isOnVolume(path)) return "is not below the mount point of a volume (nas1 volume list shows them)";
+  std::error_code ignored;
+  const bool staysThere = isOnVolume(std::filesystem::weakly_canonical(path, ignored));
+  return staysThere ? nullptr : "leads out of the volumes through a symbolic link";
 }
 
 // Deleting a user removes the folder of its name.
@@ -118,22 +148,28 @@ constexpr struct { Field field; unsigned readers; } fields[] = {
     {Field::homeName,      SHELL_ESCAPED | SAMBA_PATH | EXPORT_PATH},
 };
 
-// Settings that are not listed are words that scripts use.
+// Settings that are not listed are words of the commands of scripts.
 constexpr struct { std::string_view key; unsigned readers; } settings[] = {
     {"ADMIN_EMAIL",                SHELL_QUOTED | MAIL_HEADER},
     {"ADMIN_EMAIL_2",              SHELL_QUOTED | MAIL_HEADER},
     {"ADMIN_PASSWORD",             0},
     {"ADS_ADMIN_PASSWORD",         0},
+    {"AFP_RELAY_SERVER_NAME",      SHELL},
+    {"AFP_SERVER_NAME",            SHELL},
+    {"AFP_ZONE",                   SHELL},
+    {"AFP_ZONE_NAME",              SHELL},
     {"CIFS_PDC_NAME",              SHELL_QUOTED},
     {"CIFS_SERVER_COMMENT",        0},
-    {"CIFS_SERVER_NAME",           SHELL | MAIL_HEADER},
+    {"CIFS_SERVER_NAME",           SHELL_WORD | MAIL_HEADER},
     {"DEFAULT_SHARE_RO_PASSWD",    0},
     {"DEFAULT_SHARE_RW_PASSWD",    0},
+    {"Full_SYS_Backup_Date",       SHELL},
+    {"Full_SYSnUSER_Backup_Date",  SHELL},
+    {"Full_USER_Backup_Date",      SHELL},
     {"IP_DNS",                     DAEMON_WORD},
     {"NCP_BINDERY_ADMIN_PASSWORD", 0},
-    {"NCP_BINDERY_SERVER_NAME",    SHELL_WORD},
     {"NFS_DOMAIN_NAME",            SHELL_WORD | DAEMON_WORD},
-    {"NFS_NIS_SERVER_NAME",        SHELL | DAEMON_WORD},
+    {"NFS_NIS_SERVER_NAME",        SHELL_WORD | DAEMON_WORD},
     {"NTP_SERVER_1",               DAEMON_WORD},
     {"NTP_SERVER_2",               DAEMON_WORD},
     {"SENDER_ADDRESS",             MAIL_HEADER},
@@ -155,7 +191,6 @@ constexpr struct { std::string_view key; unsigned readers; } settings[] = {
     {"SNMP_TRAP_MAN5",             DAEMON_WORD},
     {"SNMP_TRAP_MAN6",             DAEMON_WORD},
     {"SNMP_TRAP_MAN7",             DAEMON_WORD},
-    {"TIME_ZONE",                  SHELL_WORD},
 };
 // clang-format on
 
@@ -170,7 +205,7 @@ static_assert(fieldsAreInOrder());
 unsigned readersOfSetting(std::string_view key) {
   const auto* const found =
       std::find_if(std::begin(settings), std::end(settings), [&](const auto& s) { return key == s.key; });
-  return found == std::end(settings) ? SHELL : found->readers;
+  return found == std::end(settings) ? SHELL_WORD : found->readers;
 }
 
 // ---- Complaints
@@ -182,6 +217,11 @@ bool isControl(char c) {
   return byte < ' ' || byte == 0x7F;
 }
 
+std::string spelled(char c) {
+  if (c == ' ') return "a blank";
+  return c == '"' ? "a double quote" : std::string{'"', c, '"'};
+}
+
 ExitCode check(unsigned readers, const char* what, const std::string& value, bool allowUnsafe) {
   if (allowUnsafe) return DONE;
   const auto control = std::find_if(value.begin(), value.end(), isControl);
@@ -191,9 +231,8 @@ ExitCode check(unsigned readers, const char* what, const std::string& value, boo
     if ((readers & rule.reader) == 0) continue;
     const std::size_t at = value.find_first_of(rule.refused);
     if (at != std::string::npos) {
-      const char shown[] = {value[at], '\0'};
-      return complain(UNSAFE_VALUE, "the %s holds %s, which %s would misread; %s", what,
-                      value[at] == ' ' ? "a blank" : shown, rule.name, kAdvice);
+      return complain(UNSAFE_VALUE, "the %s holds %s, which %s would misread; %s", what, spelled(value[at]).c_str(),
+                      rule.name, kAdvice);
     }
     const char* const fault = rule.fault == nullptr || value.empty() ? nullptr : rule.fault(value);
     if (fault == nullptr) continue;

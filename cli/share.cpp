@@ -40,6 +40,11 @@ ExitCode checkPath(Field field, const std::string& path) {
   return checkSafe(field, "path", path, arguments.allowUnsafe);
 }
 
+ExitCode checkNewPath(const std::string& path) {
+  const ExitCode fault = checkPath(Field::sharePath, path);
+  return fault != DONE ? fault : checkWayTo(path);
+}
+
 ExitCode checkComment(const std::string& comment) {
   if (Nas1CheckLength(comment.c_str(), NAS_COMMENT_SIZE) != 0) {
     return complain(USAGE, "the comment has %zu characters; it may have %d", comment.size(), NAS_COMMENT_SIZE - 1);
@@ -61,7 +66,7 @@ ExitCode checkName(std::string& name) {
 ExitCode add() {
   const std::string comment = arguments.comment.value_or("");
   if (const ExitCode fault = checkName(arguments.name); fault != DONE) return fault;
-  if (const ExitCode fault = checkPath(Field::sharePath, *arguments.path); fault != DONE) return fault;
+  if (const ExitCode fault = checkNewPath(*arguments.path); fault != DONE) return fault;
   if (const ExitCode fault = checkComment(comment); fault != DONE) return fault;
   if (Nas1GetShareInfoSize(arguments.name.c_str()) >= 0) {
     return complain(REFUSED, "there is a share %s already; nas1 share mod changes it", arguments.name.c_str());
@@ -71,9 +76,7 @@ ExitCode add() {
   if (Nas1ShareAdd(arguments.name.data(), comment.c_str(), arguments.path->c_str()) != 0) {
     return explainFailure(kShareFile, Use::change, "the share could not be added");
   }
-  if (access(arguments.path->c_str(), F_OK) != 0)
-    tell("the share is there, but its folder %s could not be made", arguments.path->c_str());
-  return DONE;
+  return checkFolderOf(arguments.name, *arguments.path);
 }
 
 bool folderIsKept() {
@@ -110,7 +113,7 @@ ExitCode mod() {
   if (!share) return noSuchShare(arguments.name);
   // What stays as it is was checked when it was set.
   if (arguments.path) {
-    if (const ExitCode fault = checkPath(Field::sharePath, *arguments.path); fault != DONE) return fault;
+    if (const ExitCode fault = checkNewPath(*arguments.path); fault != DONE) return fault;
   }
   if (arguments.comment) {
     if (const ExitCode fault = checkComment(*arguments.comment); fault != DONE) return fault;
@@ -122,8 +125,9 @@ ExitCode mod() {
   if (Nas1ShareMod(arguments.name.c_str(), comment.c_str(), path.c_str()) != 0) {
     return explainFailure(kShareFile, Use::change, "the share could not be changed");
   }
-  if (path != share->path) tell("the old folder %s stays as it is", share->path.c_str());
-  return DONE;
+  if (path == share->path) return DONE;
+  tell("the old folder %s stays as it is", share->path.c_str());
+  return checkFolderOf(share->name, path);
 }
 
 ExitCode list() {

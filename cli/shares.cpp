@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 
 #include "output.h"
 #include "record_files.h"
@@ -46,6 +47,13 @@ std::vector<Share> allShares() {
   return shares;
 }
 
+ExitCode complainOfNamesake(const std::string& name, const std::string& namesake) {
+  return complain(UNSAFE_VALUE,
+                  "the name %s differs from that of the share %s in case alone, and Samba would take them for one; "
+                  "choose another name, or give --allow-unsafe",
+                  name.c_str(), namesake.c_str());
+}
+
 ExitCode checkNamesake(const std::string& name, bool allowUnsafe) {
   if (allowUnsafe) return DONE;
   const std::vector<Share> shares = allShares();
@@ -53,10 +61,27 @@ ExitCode checkNamesake(const std::string& name, bool allowUnsafe) {
     return share.name != name && strcasecmp(share.name.c_str(), name.c_str()) == 0;
   });
   if (namesake == shares.end()) return DONE;
-  return complain(UNSAFE_VALUE,
-                  "the name %s differs from that of the share %s in case alone, and Samba would take them for one; "
-                  "choose another name, or give --allow-unsafe",
-                  name.c_str(), namesake->name.c_str());
+  return complainOfNamesake(name, namesake->name);
+}
+
+ExitCode checkWayTo(const std::string& path) {
+  std::filesystem::path way;
+  std::error_code ignored;
+  for (const std::filesystem::path& part : std::filesystem::path(path)) {
+    way /= part;
+    // A symbolic link that leads nowhere is in the way, too.
+    if (!exists(symlink_status(way, ignored)) || is_directory(way, ignored)) continue;
+    return complain(REFUSED, "the folder %s cannot be made: %s is there and is no folder; choose another path",
+                    path.c_str(), way.c_str());
+  }
+  return DONE;
+}
+
+ExitCode checkFolderOf(const std::string& name, const std::string& path) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored)) return DONE;
+  return complain(LIBRARY_FAILED, "the share %s is there, but its folder %s could not be made", name.c_str(),
+                  path.c_str());
 }
 
 ExitCode noSuchShare(const std::string& name) {

@@ -20,6 +20,13 @@ std::vector<Share> allShares();
 
 // Refuses the name of a new share that differs from another's in case alone: Samba takes the two for one.
 ExitCode checkNamesake(const std::string& name, bool allowUnsafe);
+[[nodiscard]] ExitCode complainOfNamesake(const std::string& name, const std::string& namesake);
+
+// Refuses a path on which something stands that is no folder.
+ExitCode checkWayTo(const std::string& path);
+
+// After a share was added or moved, whatever became of its folder: complains when it is not there.
+[[nodiscard]] ExitCode checkFolderOf(const std::string& name, const std::string& path);
 
 // After a share was not found: complains about the record file or, when it has no fault, that there is none of that
 // name.

@@ -1,4 +1,4 @@
-// Groups and users of an import.
+// Groups and users of an job.
 
 #include <algorithm>
 #include <map>
@@ -59,9 +59,9 @@ void describeItem(Item& item, const Account& account, std::uint32_t quota) {
 }
 
 // The quota that the library gives a new account.
-std::uint32_t defaultQuota(const Import& import, const Account& account, const char* key) {
-  const bool synced = account.source != PROTO_SYSTEM && wantedSetting(import, "AUTO_SYNC_REMOTE_ACCOUNTS") == "1";
-  return synced ? 0 : static_cast<std::uint32_t>(std::strtoul(wantedSetting(import, key).c_str(), nullptr, 10));
+std::uint32_t defaultQuota(const Import& job, const Account& account, const char* key) {
+  const bool synced = account.source != PROTO_SYSTEM && wantedSetting(job, "AUTO_SYNC_REMOTE_ACCOUNTS") == "1";
+  return synced ? 0 : static_cast<std::uint32_t>(std::strtoul(wantedSetting(job, key).c_str(), nullptr, 10));
 }
 
 // ---- Groups
@@ -89,17 +89,17 @@ ExitCode storeGroup(const Account& account, std::uint32_t quota) {
   return explainFailure(kGroupFile, Use::change, "the quota of a group could not be set");
 }
 
-void addGroupChanges(const Import& import) {
-  Changes& changes = import.changes;
-  const Accounts<GroupState> present = byAccount(import.present.state.groups);
+void addGroupChanges(const Import& job) {
+  Changes& changes = job.changes;
+  const Accounts<GroupState> present = byAccount(job.present.state.groups);
   for (const auto& [account, group] : present) changes.gids[account] = *group->id;
-  if (!import.wanted.groups) return;
-  for (const GroupState* const group : byNumber(*import.wanted.groups)) {
+  if (!job.wanted.groups) return;
+  for (const GroupState* const group : byNumber(*job.wanted.groups)) {
     const GroupState* const found = find(present, group->account);
     if (found == nullptr) changes.first.emplace_back([group, &changes] { return addGroup(*group, changes); });
     if (found != nullptr) countNumber(*group, *found->id, changes);
     const std::uint32_t quota =
-        found != nullptr ? *found->quota : defaultQuota(import, group->account, "DEFAULT_GROUP_QUOTA");
+        found != nullptr ? *found->quota : defaultQuota(job, group->account, "DEFAULT_GROUP_QUOTA");
     if (!group->quota || *group->quota == quota) continue;
     changes.first.emplace_back([group] { return storeGroup(group->account, *group->quota); });
   }
@@ -156,22 +156,22 @@ ExitCode storePassword(const UserState& user) {
 }
 
 // Groups that a user is to be in have to be there in the end.
-ExitCode checkGroups(const Import& import, const UserState& user, const Accounts<GroupState>& wanted) {
-  const bool othersGo = import.options.prune && import.wanted.groups.has_value();
+ExitCode checkGroups(const Import& job, const UserState& user, const Accounts<GroupState>& wanted) {
+  const bool othersGo = job.options.prune && job.wanted.groups.has_value();
   if (!user.groups) return DONE;
   for (const Membership& membership : *user.groups) {
     const bool isListed = find(wanted, membership.group) != nullptr;
-    if (isListed || (!othersGo && import.changes.gids.contains(membership.group))) continue;
+    if (isListed || (!othersGo && job.changes.gids.contains(membership.group))) continue;
     return complain(UNKNOWN_OBJECT, "the user %s is to be in the group %s, which is neither in the document nor there",
                     user.account.name.c_str(), membership.group.name.c_str());
   }
   return DONE;
 }
 
-ExitCode checkRecord(const Import& import, const UserState& user, const UserState* present) {
+ExitCode checkRecord(const Import& job, const UserState& user, const UserState* present) {
   const char* const name = user.account.name.c_str();
   if (user.account.source != PROTO_SYSTEM) return DONE;
-  if (present == nullptr && user.hasRecord && !user.password && !import.options.withoutPasswords) {
+  if (present == nullptr && user.hasRecord && !user.password && !job.options.withoutPasswords) {
     return complain(REFUSED,
                     "the user %s is new, and the document has no password for it; export --with-secrets, or give "
                     "--no-passwords",
@@ -187,16 +187,15 @@ ExitCode checkRecord(const Import& import, const UserState& user, const UserStat
   return DONE;
 }
 
-void addUserItem(const Import& import, const UserState& user, const UserState* present) {
+void addUserItem(const Import& job, const UserState& user, const UserState* present) {
   const std::vector<Membership> groups = present != nullptr ? *present->groups : std::vector<Membership>();
   const std::uint32_t quota =
-      present != nullptr ? *present->quota : defaultQuota(import, user.account, "DEFAULT_USER_QUOTA");
+      present != nullptr ? *present->quota : defaultQuota(job, user.account, "DEFAULT_USER_QUOTA");
   if (user.groups.value_or(groups) == groups && user.quota.value_or(quota) == quota) return;
-  import.changes.first.emplace_back(
+  job.changes.first.emplace_back(
       [&user, wantedGroups = user.groups.value_or(groups), wantedQuota = user.quota.value_or(quota),
-       &changes = import.changes] { return storeUser(user.account, wantedGroups, wantedQuota, changes);
-});
-}  // namespace
+       &changes = job.changes] { return storeUser(user.account, wantedGroups, wantedQuota, changes); });
+}
 
 ExitCode storeAutoHome(const std::string& word) {
   SettingValue value;
@@ -206,46 +205,41 @@ ExitCode storeAutoHome(const std::string& word) {
 }
 
 // Home shares come as the document lists them: the library must not make others by itself meanwhile.
-void keepHomesOff(const Import& import) {
-  const std::string wanted = wantedSetting(import, "AUTO_HOME");
+void keepHomesOff(const Import& job) {
+  const std::string wanted = wantedSetting(job, "AUTO_HOME");
   if (!wanted.starts_with('1')) return;
-  import.changes.first.emplace_back([] { return storeAutoHome(kHomesOff);
-});
-  import.changes.always.emplace_back([wanted] { return storeAutoHome(wanted);
-  });
-  }
+  job.changes.first.emplace_back([] { return storeAutoHome(kHomesOff); });
+  job.changes.always.emplace_back([wanted] { return storeAutoHome(wanted); });
+}
 
-  ExitCode addUserChanges(const Import& import) {
-    if (!import.wanted.users) return DONE;
-    const Accounts<UserState> present = byAccount(import.present.state.users);
-    const Accounts<GroupState> wantedGroups = byAccount(import.wanted.groups);
-    bool homesAreOff = false;
-    for (const UserState* const user : byNumber(*import.wanted.users)) {
-      const UserState* const found = find(present, user->account);
-      if (const ExitCode fault = checkGroups(import, *user, wantedGroups); fault != DONE) return fault;
-      if (const ExitCode fault = checkRecord(import, *user, found); fault != DONE) return fault;
-      if (found != nullptr) {
-        countNumber(*user, *found->id, import.changes);
-        if (user->password && user->password != found->password)
-        import.changes.first.emplace_back([user] { return storePassword(*user);
-      });
-    }
-    else {
+ExitCode addUserChanges(const Import& job) {
+  if (!job.wanted.users) return DONE;
+  const Accounts<UserState> present = byAccount(job.present.state.users);
+  const Accounts<GroupState> wantedGroups = byAccount(job.wanted.groups);
+  bool homesAreOff = false;
+  for (const UserState* const user : byNumber(*job.wanted.users)) {
+    const UserState* const found = find(present, user->account);
+    if (const ExitCode fault = checkGroups(job, *user, wantedGroups); fault != DONE) return fault;
+    if (const ExitCode fault = checkRecord(job, *user, found); fault != DONE) return fault;
+    if (found != nullptr) {
+      countNumber(*user, *found->id, job.changes);
+      if (user->password && user->password != found->password)
+        job.changes.first.emplace_back([user] { return storePassword(*user); });
+    } else {
       if (!homesAreOff && user->account.source == PROTO_SYSTEM) {
-        keepHomesOff(import);
+        keepHomesOff(job);
         homesAreOff = true;
       }
-      import.changes.first.emplace_back([user, &changes = import.changes] { return addUser(*user, changes);
-    });
-  }
-  addUserItem(import, *user, found);
+      job.changes.first.emplace_back([user, &changes = job.changes] { return addUser(*user, changes); });
+    }
+    addUserItem(job, *user, found);
   }
   return DONE;
-  }
+}
 
-  }  // namespace
+}  // namespace
 
-  ExitCode addAccountChanges(const Import& import) {
-    addGroupChanges(import);
-    return addUserChanges(import);
-  }
+ExitCode addAccountChanges(const Import& job) {
+  addGroupChanges(job);
+  return addUserChanges(job);
+}

@@ -18,25 +18,25 @@ namespace {
 constexpr const char* firstSettings[] = {"CIFS_CODE_PAGE", "CODING_SYSTEM"};
 
 // By its number, so that every protocol is told, where the key has one and the value comes through unharmed.
-void addSetting(const Import& import, const std::string& name, const std::string& word) {
-  const auto present = import.present.state.settings->find(name);
-  if (present != import.present.state.settings->end() && present->second == word) return;
+void addSetting(const Import& job, const std::string& name, const std::string& word) {
+  const auto present = job.present.state.settings->find(name);
+  if (present != job.present.state.settings->end() && present->second == word) return;
   const ConfigKey* const key = configKeyNamed(name);
-  import.changes.first.emplace_back([key, word] {
+  job.changes.first.emplace_back([key, word] {
     SettingValue value;
-  if (const ExitCode fault = parseSetting(*key, key->isNumberedOnly(), word, value); fault != DONE) return fault;
-  return storeSetting(*key, fitsNumberedCall(*key, value), value);
-});
-}  // namespace
+    if (const ExitCode fault = parseSetting(*key, key->isNumberedOnly(), word, value); fault != DONE) return fault;
+    return storeSetting(*key, fitsNumberedCall(*key, value), value);
+  });
+}
 
 bool isFirst(const std::string& name) {
   return std::find(std::begin(firstSettings), std::end(firstSettings), name) != std::end(firstSettings);
 }
 
 // Two services of one name on the wire would shadow each other.
-ExitCode checkServerNames(const Import& import) {
-  const std::string name = wantedSetting(import, "CIFS_SERVER_NAME");
-  if (name.empty() || name != wantedSetting(import, "NCP_SERVER_NAME")) return DONE;
+ExitCode checkServerNames(const Import& job) {
+  const std::string name = wantedSetting(job, "CIFS_SERVER_NAME");
+  if (name.empty() || name != wantedSetting(job, "NCP_SERVER_NAME")) return DONE;
   return complain(REFUSED, "CIFS_SERVER_NAME and NCP_SERVER_NAME would both be %s; they must be different",
                   name.c_str());
 }
@@ -49,17 +49,16 @@ ExitCode storeModule(const ModuleRecord& record, bool isNew) {
   return explainFailure(kModuleFile, Use::change, "the module could not be stored");
 }
 
-void addModuleChanges(const Import& import) {
-  if (!import.wanted.modules) return;
+void addModuleChanges(const Import& job) {
+  if (!job.wanted.modules) return;
   std::map<std::string, const ModuleRecord*> present;
-  for (const ModuleRecord& record : *import.present.state.modules) present[moduleName(record)] = &record;
-  for (const ModuleRecord& record : *import.wanted.modules) {
+  for (const ModuleRecord& record : *job.present.state.modules) present[moduleName(record)] = &record;
+  for (const ModuleRecord& record : *job.wanted.modules) {
     const auto found = present.find(moduleName(record));
     const bool isNew = found == present.end();
     if (!isNew && std::memcmp(found->second, &record, sizeof record) == 0) continue;
-    import.changes.first.emplace_back([&record, isNew] { return storeModule(record, isNew);
-  });
-}
+    job.changes.first.emplace_back([&record, isNew] { return storeModule(record, isNew); });
+  }
 }
 
 ExitCode storeSnapshot(const SnapshotState& snapshot) {
@@ -70,10 +69,10 @@ ExitCode storeSnapshot(const SnapshotState& snapshot) {
   return explainFailure(kSystemFile, Use::change, "the snapshot settings of a volume could not be stored");
 }
 
-ExitCode addSnapshotChanges(const Import& import) {
-  if (!import.wanted.snapshots) return DONE;
-  const auto& volumes = *import.present.state.snapshots;
-  for (const SnapshotState& snapshot : *import.wanted.snapshots) {
+ExitCode addSnapshotChanges(const Import& job) {
+  if (!job.wanted.snapshots) return DONE;
+  const auto& volumes = *job.present.state.snapshots;
+  for (const SnapshotState& snapshot : *job.wanted.snapshots) {
     const auto found = std::find_if(volumes.begin(), volumes.end(),
                                     [&](const SnapshotState& s) { return s.volume == snapshot.volume; });
     if (found == volumes.end()) {
@@ -82,14 +81,13 @@ ExitCode addSnapshotChanges(const Import& import) {
     }
     // A volume without a record shows a default that may be about to change.
     SnapshotState present = *found;
-    if (!import.present.storedSnapshots.contains(snapshot.volume))
-      present.words = {static_cast<std::uint32_t>(
-          std::strtoul(wantedSetting(import, "DEF_SNAPSHOT_RESERVED").c_str(), nullptr, 10))};
+    if (!job.present.storedSnapshots.contains(snapshot.volume))
+      present.words = {
+          static_cast<std::uint32_t>(std::strtoul(wantedSetting(job, "DEF_SNAPSHOT_RESERVED").c_str(), nullptr, 10))};
     if (present.words == snapshot.words) continue;
-    import.changes.first.emplace_back([&snapshot] { return storeSnapshot(snapshot);
-  });
-}
-return DONE;
+    job.changes.first.emplace_back([&snapshot] { return storeSnapshot(snapshot); });
+  }
+  return DONE;
 }
 
 ExitCode storeProduct(const std::string& key, const std::string& text) {
@@ -100,54 +98,52 @@ ExitCode storeProduct(const std::string& key, const std::string& text) {
 }
 
 // There is no call that removes a text: an empty one counts as none.
-void addProductChanges(const Import& import) {
-  if (!import.wanted.products) return;
+void addProductChanges(const Import& job) {
+  if (!job.wanted.products) return;
   std::map<std::string, std::string> present;
-  for (const ProductText& product : *import.present.state.products) present[product.key] = product.text;
-  for (const ProductText& product : *import.wanted.products) {
+  for (const ProductText& product : *job.present.state.products) present[product.key] = product.text;
+  for (const ProductText& product : *job.wanted.products) {
     const auto found = present.extract(product.key);
     if ((found.empty() ? "" : found.mapped()) == product.text) continue;
-    import.changes.first.emplace_back([&product] { return storeProduct(product.key, product.text);
-  });
-}
-if (!import.options.prune) return;
-for (const auto& [key, ignored] : present)
-    import.changes.first.emplace_back([name = key] { return storeProduct(name, "");
-});
+    job.changes.first.emplace_back([&product] { return storeProduct(product.key, product.text); });
+  }
+  if (!job.options.prune) return;
+  for (const auto& [key, ignored] : present)
+    job.changes.first.emplace_back([name = key] { return storeProduct(name, ""); });
 }
 
 }  // namespace
 
-std::string wantedSetting(const Import& import, const char* key) {
-  for (const State* const state : {&import.wanted, &import.present.state}) {
+std::string wantedSetting(const Import& job, const char* key) {
+  for (const State* const state : {&job.wanted, &job.present.state}) {
     if (state->settings && state->settings->contains(key)) return state->settings->at(key);
   }
   return "";
 }
 
-void addSettingChanges(const Import& import) {
-  if (!import.wanted.settings) return;
+void addSettingChanges(const Import& job) {
+  if (!job.wanted.settings) return;
   for (const char* const name : firstSettings) {
-    const auto found = import.wanted.settings->find(name);
-    if (found != import.wanted.settings->end()) addSetting(import, name, found->second);
+    const auto found = job.wanted.settings->find(name);
+    if (found != job.wanted.settings->end()) addSetting(job, name, found->second);
   }
-  for (const auto& [name, word] : *import.wanted.settings) {
-    if (!isFirst(name)) addSetting(import, name, word);
+  for (const auto& [name, word] : *job.wanted.settings) {
+    if (!isFirst(name)) addSetting(job, name, word);
   }
 }
 
-ExitCode addOtherChanges(const Import& import) {
-  addModuleChanges(import);
-  addProductChanges(import);
-  return addSnapshotChanges(import);
+ExitCode addOtherChanges(const Import& job) {
+  addModuleChanges(job);
+  addProductChanges(job);
+  return addSnapshotChanges(job);
 }
 
 ExitCode findChanges(const State& wanted, const PresentState& present, const ImportOptions& options, Changes& changes) {
-  const Import import = {wanted, present, options, changes};
-  if (const ExitCode fault = checkServerNames(import); fault != DONE) return fault;
-  addSettingChanges(import);
+  const Import job = {wanted, present, options, changes};
+  if (const ExitCode fault = checkServerNames(job); fault != DONE) return fault;
+  addSettingChanges(job);
   for (ExitCode (*const add)(const Import&) : {addRemovals, addAccountChanges, addShareChanges, addOtherChanges}) {
-    if (const ExitCode fault = add(import); fault != DONE) return fault;
+    if (const ExitCode fault = add(job); fault != DONE) return fault;
   }
   return DONE;
 }

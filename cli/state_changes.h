@@ -41,11 +41,11 @@ struct Import {
   Changes& changes;
 };
 
-void addSettingChanges(const Import& import);
-ExitCode addRemovals(const Import& import);
-ExitCode addAccountChanges(const Import& import);
-ExitCode addShareChanges(const Import& import);
-ExitCode addOtherChanges(const Import& import);  // modules, snapshot settings, products' texts
+void addSettingChanges(const Import& job);
+ExitCode addRemovals(const Import& job);
+ExitCode addAccountChanges(const Import& job);
+ExitCode addShareChanges(const Import& job);
+ExitCode addOtherChanges(const Import& job);  // modules, snapshot settings, products' texts
 
 // The value that a setting is to have: the document's, else the present one.
-std::string wantedSetting(const Import& import, const char* key);
+std::string wantedSetting(const Import& job, const char* key);

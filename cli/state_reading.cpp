@@ -48,8 +48,8 @@ void readSetting(Reading& reading, const Json& members, const std::string& membe
                           "is no value for a setting of the type " + std::string(typeName(typeOf(*key).type)));
   }
   SettingValue value;
-  reading.fault = checkSafeSetting(key->name, word, reading.allowUnsafe);
-  if (reading.fault == DONE) reading.fault = parseSetting(*key, key->isNumberedOnly(), word, value);
+  reading.fault = parseSetting(*key, key->isNumberedOnly(), word, value);
+  if (reading.fault == DONE) reading.fault = checkSafeSetting(key->name, word, reading.allowUnsafe);
   if (reading.fault != DONE) return;
   if (!state.settings->emplace(name, wordOf(value.cell(*key))).second)
     reading.refuse(USAGE, place, "is there twice, as it is and in hexadecimal");

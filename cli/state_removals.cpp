@@ -24,13 +24,13 @@ const std::string& nameOf(const Account& account) { return account.name; }
 
 // Those that are there and not in the document, when it has the family at all.
 template <typename Item>
-std::vector<const Item*> unlisted(const Import& import, std::optional<std::vector<Item>> State::*family) {
+std::vector<const Item*> unlisted(const Import& job, std::optional<std::vector<Item>> State::*family) {
   std::vector<const Item*> items;
-  const auto& wanted = import.wanted.*family;
+  const auto& wanted = job.wanted.*family;
   if (!wanted) return items;
   std::set<std::decay_t<decltype(keyOf(std::declval<Item>()))>> keys;
   for (const Item& item : *wanted) keys.insert(keyOf(item));
-  for (const Item& item : *(import.present.state.*family)) {
+  for (const Item& item : *(job.present.state.*family)) {
     if (!keys.contains(keyOf(item))) items.push_back(&item);
   }
   return items;
@@ -49,11 +49,11 @@ void tellOf(const char* kind, const std::vector<const Item*>& items) {
 // ---- Shares
 
 // Its folder goes with a share.
-ExitCode checkFolders(const Import& import, const std::vector<const ShareState*>& shares) {
-  if (wantedSetting(import, "RESERVE_SHARE_PATH") == "1") return DONE;
+ExitCode checkFolders(const Import& job, const std::vector<const ShareState*>& shares) {
+  if (wantedSetting(job, "RESERVE_SHARE_PATH") == "1") return DONE;
   for (const ShareState* const share : shares) {
     const std::string what = "path of the share " + share->name;
-    const ExitCode fault = checkSafe(Field::removedFolder, what.c_str(), *share->path, import.options.allowUnsafe);
+    const ExitCode fault = checkSafe(Field::removedFolder, what.c_str(), *share->path, job.options.allowUnsafe);
     if (fault != DONE) return fault;
   }
   return DONE;
@@ -94,40 +94,37 @@ ExitCode sweepTogether(int on) {
   return DONE;
 }
 
-void addUserRemovals(const Import& import, const std::vector<const UserState*>& users) {
+void addUserRemovals(const Import& job, const std::vector<const UserState*>& users) {
   std::set<std::string> listed;
-  for (const ShareState& share : import.wanted.shares.value_or(std::vector<ShareState>())) listed.insert(share.name);
+  for (const ShareState& share : job.wanted.shares.value_or(std::vector<ShareState>())) listed.insert(share.name);
   for (const UserState* const user : users) {
     const Account& account = user->account;
     const std::string home = user->home.value_or("");
-    if (listed.contains(home)) import.changes.first.emplace_back([&account] { return partHome(account);
-  });
-  if (!home.empty()) import.changes.concernShares = true;
-    import.changes.first.emplace_back([&account] { return deleteUser(account);
-});
-}  // namespace
+    if (listed.contains(home)) job.changes.first.emplace_back([&account] { return partHome(account); });
+    if (!home.empty()) job.changes.concernShares = true;
+    job.changes.first.emplace_back([&account] { return deleteUser(account); });
+  }
 }
 
 // The lists of the shares whose permissions the document leaves alone, without those who go.
 template <typename Goes>
-void addSweep(const Import& import, const std::vector<const ShareState*>& removed, Goes goes) {
+void addSweep(const Import& job, const std::vector<const ShareState*>& removed, Goes goes) {
   std::set<std::string> others;
   for (const ShareState* const share : removed) others.insert(share->name);
-  for (const ShareState& share : import.wanted.shares.value_or(std::vector<ShareState>())) {
+  for (const ShareState& share : job.wanted.shares.value_or(std::vector<ShareState>())) {
     if (share.permissions) others.insert(share.name);
   }
-  for (const ShareState& share : *import.present.state.shares) {
+  for (const ShareState& share : *job.present.state.shares) {
     if (others.contains(share.name)) continue;
     for (std::size_t i = 0; i < share.permissions->size(); ++i) {
       Permissions entries = (*share.permissions)[i];
       const auto count = std::erase_if(
           entries, [&](const PermittedItem& entry) { return goes(entry, permissionProtocols[i].number); });
       if (count == 0) continue;
-      import.changes.first.emplace_back(
-          [&share, i, entries] { return storePermissions(share.name, permissionProtocols[i], entries);
-    });
+      job.changes.first.emplace_back(
+          [&share, i, entries] { return storePermissions(share.name, permissionProtocols[i], entries); });
+    }
   }
-}
 }
 
 template <typename Item>
@@ -145,36 +142,35 @@ ExitCode deleteModule(const std::string& name) {
 
 }  // namespace
 
-ExitCode addRemovals(const Import& import) {
-  const auto shares = unlisted(import, &State::shares);
-  const auto users = unlisted(import, &State::users);
-  const auto groups = unlisted(import, &State::groups);
-  const auto modules = unlisted(import, &State::modules);
-  if (!import.options.prune) {
+ExitCode addRemovals(const Import& job) {
+  const auto shares = unlisted(job, &State::shares);
+  const auto users = unlisted(job, &State::users);
+  const auto groups = unlisted(job, &State::groups);
+  const auto modules = unlisted(job, &State::modules);
+  if (!job.options.prune) {
     tellOf("shares", shares);
     tellOf("users", users);
     tellOf("groups", groups);
     tellOf("modules", modules);
     return DONE;
   }
-  if (const ExitCode fault = checkFolders(import, shares); fault != DONE) return fault;
-  auto& changes = import.changes.first;
-  if (!shares.empty()) import.changes.concernShares = true;
+  if (const ExitCode fault = checkFolders(job, shares); fault != DONE) return fault;
+  auto& changes = job.changes.first;
+  if (!shares.empty()) job.changes.concernShares = true;
   for (const ShareState* const share : shares) changes.emplace_back([share] { return deleteShare(share->name); });
   if (!users.empty() || !groups.empty()) {
     changes.emplace_back([] { return sweepTogether(1); });
-    import.changes.always.emplace_back([] { return sweepTogether(0);
+    job.changes.always.emplace_back([] { return sweepTogether(0); });
+  }
+  addUserRemovals(job, users);
+  for (const GroupState* const group : groups)
+    changes.emplace_back([&account = group->account] { return deleteGroup(account); });
+  const std::set<Account> gone[] = {accountsOf(users), accountsOf(groups)};
+  addSweep(job, shares, [&gone](const PermittedItem& entry, int protocol) {
+    std::string name = nameOf(entry);
+    return gone[isUser(entry) ? 0 : 1].contains({Nas1UpStr(name.data()), protocol});
   });
-}
-addUserRemovals(import, users);
-for (const GroupState* const group : groups)
-  changes.emplace_back([&account = group->account] { return deleteGroup(account); });
-const std::set<Account> gone[] = {accountsOf(users), accountsOf(groups)};
-addSweep(import, shares, [&gone](const PermittedItem& entry, int protocol) {
-  std::string name = nameOf(entry);
-  return gone[isUser(entry) ? 0 : 1].contains({Nas1UpStr(name.data()), protocol});
-});
-for (const ModuleRecord* const module : modules)
-  changes.emplace_back([name = moduleName(*module)] { return deleteModule(name); });
-return DONE;
+  for (const ModuleRecord* const module : modules)
+    changes.emplace_back([name = moduleName(*module)] { return deleteModule(name); });
+  return DONE;
 }

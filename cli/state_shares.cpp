@@ -1,6 +1,6 @@
 // Shares of an import, with all that hangs on them.
 
-#include <unistd.h>
+#include <strings.h>
 
 #include <algorithm>
 #include <map>
@@ -9,6 +9,7 @@
 #include "accounts.h"
 #include "calls.h"
 #include "record_files.h"
+#include "shares.h"
 #include "state_changes.h"
 
 namespace {
@@ -27,13 +28,13 @@ ExitCode addShare(const ShareState& share) {
   if (isOnlyShown("Nas1ShareAdd", {share.name, comment, path})) return DONE;
   std::string name = share.name;
   if (Nas1ShareAdd(name.data(), comment.c_str(), path) != 0) return explain(share, "added");
-  if (access(path, F_OK) != 0) tell("the share %s is there, but its folder %s could not be made", name.c_str(), path);
-  return DONE;
+  return checkFolderOf(name, path);
 }
 
 ExitCode modifyShare(const ShareState& share, const std::string& comment, const std::string& path) {
   if (isOnlyShown("Nas1ShareMod", {share.name, comment, path})) return DONE;
-  return Nas1ShareMod(share.name.c_str(), comment.c_str(), path.c_str()) == 0 ? DONE : explain(share, "changed");
+  if (Nas1ShareMod(share.name.c_str(), comment.c_str(), path.c_str()) != 0) return explain(share, "changed");
+  return checkFolderOf(share.name, path);
 }
 
 ExitCode markHome(const ShareState& share) {
@@ -63,12 +64,12 @@ bool areSameHosts(const std::vector<Host>& a, const std::vector<Host>& b) {
 }
 
 // What a share is before its own settings are looked at: the present one, or a new one as the library makes it.
-ShareState startOf(const Import& import, const ShareState& share, const ShareState* present) {
+ShareState startOf(const Import& job, const ShareState& share, const ShareState* present) {
   if (present != nullptr) return *present;
   ShareState made;
   made.isHome = false;
   for (std::size_t i = 0; i < made.passwords.size(); ++i) {
-    const std::string word = wantedSetting(import, passwordDefaults[i]);
+    const std::string word = wantedSetting(job, passwordDefaults[i]);
     made.passwords[i] = word == "name" ? share.name : word;
   }
   made.permissions.emplace();
@@ -77,12 +78,10 @@ ShareState startOf(const Import& import, const ShareState& share, const ShareSta
 }
 
 // Lists that a share left behind would be those of the next one of its name.
-bool hasLeftLists(const Import& import, const ShareState& share) {
-  return import.present.leftLists.contains(share.name);
-}
+bool hasLeftLists(const Import& job, const ShareState& share) { return job.present.leftLists.contains(share.name); }
 
-void addSettings(const Import& import, const ShareState& share, const ShareState& start) {
-  auto& changes = import.changes.first;
+void addSettings(const Import& job, const ShareState& share, const ShareState& start) {
+  auto& changes = job.changes.first;
   if (share.isHome && share.isHome != start.isHome) changes.emplace_back([&share] { return markHome(share); });
   for (std::size_t i = 0; i < share.passwords.size(); ++i) {
     if (share.passwords[i] && share.passwords[i] != start.passwords[i])
@@ -90,33 +89,33 @@ void addSettings(const Import& import, const ShareState& share, const ShareState
   }
 }
 
-void addLists(const Import& import, const ShareState& share, const ShareState& start) {
-  auto& changes = import.changes.first;
-  const bool surely = hasLeftLists(import, share);
+void addLists(const Import& job, const ShareState& share, const ShareState& start) {
+  auto& changes = job.changes.first;
+  const bool surely = hasLeftLists(job, share);
   for (std::size_t i = 0; share.permissions && i < share.permissions->size(); ++i) {
     if (!surely && areIdentical((*share.permissions)[i], (*start.permissions)[i])) continue;
     changes.emplace_back(
         [&share, i] { return storePermissions(share.name, permissionProtocols[i], (*share.permissions)[i]); });
   }
   if (!share.hosts || (!surely && areSameHosts(*share.hosts, *start.hosts))) return;
-  import.changes.concernShares = true;
+  job.changes.concernShares = true;
   changes.emplace_back([&share] { return storeHosts(share.name, *share.hosts); });
 }
 
-ExitCode addShareItself(const Import& import, const ShareState& share, const ShareState* present) {
-  auto& changes = import.changes.first;
+ExitCode addShareItself(const Import& job, const ShareState& share, const ShareState* present) {
+  auto& changes = job.changes.first;
   if (present == nullptr) {
     if (!share.path)
       return complain(USAGE, "the share %s is new, and the document has no path for it", share.name.c_str());
-    import.changes.concernShares = true;
+    job.changes.concernShares = true;
     changes.emplace_back([&share] { return addShare(share); });
-    return DONE;
+    return checkWayTo(*share.path);
   }
   const std::string comment = share.comment.value_or(*present->comment);
   const std::string path = share.path.value_or(*present->path);
-  if (comment != *present->comment || path != *present->path)
-    changes.emplace_back([&share, comment, path] { return modifyShare(share, comment, path); });
-  return DONE;
+  if (comment == *present->comment && path == *present->path) return DONE;
+  changes.emplace_back([&share, comment, path] { return modifyShare(share, comment, path); });
+  return path == *present->path ? DONE : checkWayTo(path);
 }
 
 Shares byName(const std::optional<std::vector<ShareState>>& items) {
@@ -126,13 +125,33 @@ Shares byName(const std::optional<std::vector<ShareState>>& items) {
   return shares;
 }
 
-ExitCode addHomes(const Import& import, const Shares& wanted, const Shares& present) {
-  if (!import.wanted.users) return DONE;
+struct IgnoringCase {
+  bool operator()(const std::string& a, const std::string& b) const { return strcasecmp(a.c_str(), b.c_str()) < 0; }
+};
+
+// A new share next to one whose name differs in case alone: Samba would take the two for one.
+ExitCode checkNamesakes(const Import& job, const Shares& wanted, const Shares& present) {
+  if (job.options.allowUnsafe) return DONE;
+  const bool othersGo = job.options.prune && job.wanted.shares.has_value();
+  std::set<std::string, IgnoringCase> names;
+  for (const auto& [name, ignored] : present) {
+    if (!othersGo || wanted.contains(name)) names.insert(name);
+  }
+  for (const auto& [name, ignored] : wanted) {
+    if (present.contains(name)) continue;
+    const auto [namesake, isAlone] = names.insert(name);
+    if (!isAlone) return complainOfNamesake(name, *namesake);
+  }
+  return DONE;
+}
+
+ExitCode addHomes(const Import& job, const Shares& wanted, const Shares& present) {
+  if (!job.wanted.users) return DONE;
   std::map<Account, std::string> homes;
   std::set<std::string> given;
-  for (const UserState& user : *import.present.state.users) homes[user.account] = user.home.value_or("");
-  const bool othersGo = import.options.prune && import.wanted.shares.has_value();
-  for (const UserState& user : *import.wanted.users) {
+  for (const UserState& user : *job.present.state.users) homes[user.account] = user.home.value_or("");
+  const bool othersGo = job.options.prune && job.wanted.shares.has_value();
+  for (const UserState& user : *job.wanted.users) {
     const std::string home = user.home.value_or("");
     const bool isThere = home.empty() || wanted.contains(home) || (!othersGo && present.contains(home));
     if (!isThere) {
@@ -143,24 +162,24 @@ ExitCode addHomes(const Import& import, const Shares& wanted, const Shares& pres
       return complain(REFUSED, "the share %s is the home of two users in the document", home.c_str());
     const auto found = homes.find(user.account);
     if (user.home && home != (found == homes.end() ? "" : found->second))
-      import.changes.first.emplace_back([&user] { return storeHome(user);
-  });
+      job.changes.first.emplace_back([&user] { return storeHome(user); });
+  }
+  return DONE;
 }
-return DONE;
-}  // namespace
 
 }  // namespace
 
-ExitCode addShareChanges(const Import& import) {
-  const Shares wanted = byName(import.wanted.shares);
-  const Shares present = byName(import.present.state.shares);
+ExitCode addShareChanges(const Import& job) {
+  const Shares wanted = byName(job.wanted.shares);
+  const Shares present = byName(job.present.state.shares);
+  if (const ExitCode fault = checkNamesakes(job, wanted, present); fault != DONE) return fault;
   for (const auto& [name, share] : wanted) {
     const auto found = present.find(name);
     const ShareState* const there = found == present.end() ? nullptr : found->second;
-    if (const ExitCode fault = addShareItself(import, *share, there); fault != DONE) return fault;
-    const ShareState start = startOf(import, *share, there);
-    addSettings(import, *share, start);
-    addLists(import, *share, start);
+    if (const ExitCode fault = addShareItself(job, *share, there); fault != DONE) return fault;
+    const ShareState start = startOf(job, *share, there);
+    addSettings(job, *share, start);
+    addLists(job, *share, start);
   }
-  return addHomes(import, wanted, present);
+  return addHomes(job, wanted, present);
 }

@@ -33,12 +33,17 @@ ExitCode list() {
 }  // namespace
 
 std::vector<VolumeInfo> allVolumes(int* lines) {
-  int count = 0;
-  int bytes = 0;
-  (void)Nas1GetVolumeCount(&count, &bytes);
-  std::vector<VolumeInfo> volumes(static_cast<std::size_t>(count));
-  volumes.resize(static_cast<std::size_t>(Nas1ListVolume(volumes.data(), bytes)));
-  if (lines != nullptr) *lines = count;
+  // Counting takes a shell.
+  if (lines != nullptr) (void)Nas1GetVolumeCount(lines, nullptr);
+  constexpr std::size_t kMore = 16;
+  std::vector<VolumeInfo> volumes;
+  std::size_t listed;
+  do {
+    volumes.resize(volumes.size() + kMore);
+    listed =
+        static_cast<std::size_t>(Nas1ListVolume(volumes.data(), static_cast<int>(volumes.size() * sizeof(VolumeInfo))));
+  } while (listed == volumes.size());
+  volumes.resize(listed);
   return volumes;
 }
 

@@ -223,3 +223,52 @@ END
   [[ $(ldd "$(command -v nas1)") == *libasan* ]] || (ulimit -v $((12000 + $(stat -c %s /tmp/most) / 1024 * 25)); nas1 state import /tmp/most --dry-run >/dev/null)
   nas1 share list --get name | grep '^s[0-9]*$' | sed 's/^/share del /; s/$/ --yes/' | nas1 batch -
 }
+
+@test 'a share takes a folder on a volume and nothing else' {
+  ln -s /etc /volume/v1/out
+  ln -s /volume/v2 /volume/v1/two
+  touch /volume/v1/file
+  while read -r expected path; do
+    for words in "add more $path" "mod docs --path $path"; do
+      run --separate-stderr nas1 share $words
+      [[ $status == "$expected" && $stderr == 'nas1: the '*path* ]] || wrong "$words: $status $stderr"
+    done
+    echo '{"schema": "nas1/1", "state": {"shares": [{"name": "more", "path": "'$path'"}]}}' >/tmp/state
+    run --separate-stderr nas1 state import --yes /tmp/state
+    [[ $status == "$expected" ]] || wrong "import $path: $status $stderr"
+  done <<'PATHS'
+9 /etc/samba/more
+9 /volume/v9/more
+9 /volume/v1
+9 /volume/v1/
+9 /volume/v1/out/more
+9 //volume/v1/more
+4 /volume/v1/file
+4 /volume/v1/file/more
+PATHS
+  run -0 nas1 share add more /volume/v1/two/more
+  [[ -d /volume/v2/more ]]
+  run -0 nas1 share del more --yes
+  run -0 nas1 share add more /etc/samba/more --allow-unsafe
+  run -9 nas1 share del more --yes
+  run -0 nas1 share del more --yes --allow-unsafe
+  [[ ! -e /etc/samba/more && -z $faults ]]
+}
+
+@test 'a folder that is not made is a failure' {
+  touch /var/lock/zelmar_builduser # no folders are made meanwhile
+  run -1 --separate-stderr nas1 share add later /volume/v1/later
+  [[ $stderr == 'nas1: the share later is there, but its folder /volume/v1/later could not be made' ]]
+  rm /var/lock/zelmar_builduser
+  run -0 nas1 share del later --yes
+}
+
+@test 'names of shares that differ in case alone are not imported' {
+  for shares in '{"name": "DOCS", "path": "/volume/v1/x"}' \
+    '{"name": "new", "path": "/volume/v1/x"}, {"name": "New", "path": "/volume/v1/y"}'; do
+    echo '{"schema": "nas1/1", "state": {"shares": ['"$shares"']}}' >/tmp/state
+    before=$(state)
+    run -9 nas1 state import --yes /tmp/state
+    [[ $output == *'in case alone'* && $(state) == "$before" ]]
+  done
+}

@@ -6,6 +6,7 @@ other values are refused. The verbs and their arguments are those that the comma
 Runs inside the throw-away appliance: hostile_values_test.py [--every=N] VALUES [NOUN...]
 --every=N takes each N-th value only."""
 
+import json
 import os
 import re
 import shlex
@@ -209,6 +210,28 @@ def try_arguments(all_values):
             compared = times
 
 
+def try_system_folders():
+    """Deleting a share removes its folder: none of the system's may become one."""
+    os.symlink("/etc", "/volume/v1/out")
+    folders = ["/etc/samba/hostile", "/usr/lib/hostile", "/tmp/hostile/within", "/volume/hostile", "/volume/v1x/hostile", "/hostile"]
+    for folder in folders:
+        os.makedirs(folder)
+        open(f"{folder}/canary", "w").close()
+    paths = [form % folder for folder in folders for form in ("%s", "%s/", "/%s", "/volume/v1/../..%s", "/volume/v1/.%s/../..")]
+    paths += ["/", "/volume", "/volume/v1", "/volume/v1/", "/volume/v1//", "/volume/v1/out/samba/hostile", "/volume/v1/out"]
+    for number, path in enumerate(paths):
+        name = f"whole{number}"
+        document = json.dumps({"schema": "nas1/1", "state": {"shares": [{"name": name, "path": path}]}})
+        for words in (["share", "add", name, path], ["share", "mod", "old0", "--path", path], ["state", "import", "--yes", "-"]):
+            result = nas1(*words, stdin=document.encode())
+            if result.returncode != 9:
+                fail(words, path, "ends with", result.returncode, result.stderr)
+            nas1("share", "del", name, "--yes")
+    for folder in folders:
+        if not os.path.exists(f"{folder}/canary"):
+            fail("share del", "removes", folder)
+
+
 # Settings by what reads them: a file and what its line looks like, or commands.
 SETTINGS = [("39", "/etc/ntp.conf", ["server"]), ("IP_DNS", "/etc/resolv.conf", ["nameserver"]),
             ("NFS_NIS_SERVER_NAME", "/etc/yp.conf", ["domain", "d", "server"]), ("54", None, None), ("26", None, None),
@@ -260,6 +283,8 @@ set_up("config", "set", "AUTO_HOME", "1")
 set_up("user", "add", "anna", "--no-password")
 for number in range(len(everything)):
     set_up("share", "add", f"old{number}", f"/volume/v1/old{number}")
+if not sys.argv[2:] or "share" in sys.argv[2:]:
+    try_system_folders()
 compare_files("at first")
 try_arguments(everything)
 if not sys.argv[2:]:

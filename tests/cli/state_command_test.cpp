@@ -107,7 +107,7 @@ TEST_F(StateCommand, WhatIsNotUnderstoodIsRefusedWhole) {
        R"("shares": [{"name": "plain", "permissions": {"cifs": [{"type": "user", "name": "a", "rights": "1"}]}}])"},
       {2, "permissions.afp holds the user", R"("shares": [{"name": "plain", "permissions": {"afp": [
           {"type": "user", "name": "a", "rights": 1}, {"type": "user", "name": "A", "rights": 2}]}}])"},
-      {9, "state.shares[0].path holds $", R"("shares": [{"name": "b", "path": "/volume/v1/$id"}])"},
+      {9, "state.shares[0].path holds \"$\"", R"("shares": [{"name": "b", "path": "/volume/v1/$id"}])"},
       {5, "state.settings.CPU_SPEED is the appliance's own", R"("settings": {"CPU_SPEED": "fast"})"},
       {4, "must be different", R"("settings": {"CIFS_SERVER_NAME": "a", "NCP_SERVER_NAME": "a"})"},
       {2, "more than one primary",
