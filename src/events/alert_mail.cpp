@@ -142,7 +142,8 @@ char* recordBody(const char* text, const char* server, const void* arg) {
   const auto blocks = static_cast<std::uint32_t>(argumentWord(arg, 1));
   const auto used = static_cast<std::uint32_t>(argumentWord(arg, 2));
   const auto blockSize = static_cast<std::uint32_t>(argumentWord(arg, 3));
-  const double total = static_cast<double>(blocks) * (blockSize / 1024) / 1024 / 1024;
+  const std::uint32_t blockKib = blockSize / 1024;
+  const double total = static_cast<double>(blocks) * blockKib / 1024 / 1024;
   const double part = static_cast<double>(used * blockSize) / 1024;
   return formatGuarded(kMailUnit, __LINE__, "sdddff", text, server, number, number, number, total, part);
 }

@@ -101,7 +101,10 @@ extern "C" int sysShareMod(const char* name, const char* comment, const char* pa
     const RecordFile shares(kShareFile, Access::change);
     if (shares.handle == nullptr) return -1;
     const FetchedValue old(kUnit, __LINE__, shares, name);
-    if (old.data == nullptr) logNoSuchData(__LINE__);
+    if (old.data == nullptr) {
+      logNoSuchData(__LINE__);
+      return -1;
+    }
     if (old.bytes < sizeof(ShareRecord)) return -1;
 
     const std::size_t bytes = sizeof(ShareRecord) + std::strlen(path);
