@@ -19,11 +19,14 @@ int configuredCodePage() {
 
 int chosenCodePage = 0;  // 0: the configured one, which is read when it is needed
 
+// What iconv_open returns when there is no converter.
+const iconv_t kNoConverter = reinterpret_cast<iconv_t>(-1);  // NOLINT(performance-no-int-to-ptr)
+
 // Both directions for one code page.
 struct Converters {
   int codePage = 0;
-  iconv_t toUtf8 = reinterpret_cast<iconv_t>(-1);
-  iconv_t fromUtf8 = reinterpret_cast<iconv_t>(-1);
+  iconv_t toUtf8 = kNoConverter;
+  iconv_t fromUtf8 = kNoConverter;
 };
 
 const Converters& converters() {
@@ -31,7 +34,7 @@ const Converters& converters() {
   if (chosenCodePage == 0) chosenCodePage = configuredCodePage();
   if (open.codePage == chosenCodePage) return open;
   for (const iconv_t converter : {open.toUtf8, open.fromUtf8}) {
-    if (converter != reinterpret_cast<iconv_t>(-1)) (void)iconv_close(converter);
+    if (converter != kNoConverter) (void)iconv_close(converter);
   }
   const std::string name = "CP" + std::to_string(chosenCodePage);
   open = {chosenCodePage, iconv_open("UTF-8", name.c_str()), iconv_open(name.c_str(), "UTF-8")};
@@ -39,7 +42,7 @@ const Converters& converters() {
 }
 
 bool convert(iconv_t converter, const std::string& text, std::string& converted) {
-  if (converter == reinterpret_cast<iconv_t>(-1)) return false;
+  if (converter == kNoConverter) return false;
   converted.assign(text.size() * kMostGrowth, '\0');
   char* from = const_cast<char*>(text.data());
   char* to = converted.data();

@@ -122,7 +122,9 @@ std::string archiveOf(const std::vector<RecordSet>& sets) {
     if (!set.exists) continue;
     archive += "file " + shortName(*set.file) + " " + std::to_string(set.records.size()) + "\n";
     for (const auto& [key, value] : set.records) {
-      archive += std::to_string(key.size()) + " " + std::to_string(value.size()) + "\n" + key + value;
+      archive += std::to_string(key.size()) + " " + std::to_string(value.size()) + "\n";
+      archive += key;
+      archive += value;
     }
   }
   return archive + "end " + checksum(archive) + "\n";

@@ -143,7 +143,12 @@ bool isStep(std::uint64_t call) {
     case SYS_close:
     case SYS_shmat:
     case SYS_shmdt:
+#ifdef SYS_semop
     case SYS_semop:
+#else  // 32-bit x86 has other names for these
+    case SYS_semtimedop_time64:
+    case SYS_fcntl64:
+#endif
     case SYS_clone:
     case SYS_clone3:
     case SYS_vfork:
