@@ -63,6 +63,10 @@ ExitCode checkName(std::string& name) {
   return checkSafe(Field::shareName, "name", name, arguments.allowUnsafe);
 }
 
+// Every change of a share makes the exports anew, from the hosts of all shares: where those cannot be read, shares would
+// be open to everybody.
+ExitCode checkHosts() { return checkRecordFile(kShareNfsFile, Use::change); }
+
 ExitCode add() {
   const std::string comment = arguments.comment.value_or("");
   if (const ExitCode fault = checkName(arguments.name); fault != DONE) return fault;
@@ -72,6 +76,7 @@ ExitCode add() {
     return complain(REFUSED, "there is a share %s already; nas1 share mod changes it", arguments.name.c_str());
   }
   if (const ExitCode fault = checkNamesake(arguments.name, arguments.allowUnsafe); fault != DONE) return fault;
+  if (const ExitCode fault = checkHosts(); fault != DONE) return fault;
   if (isOnlyShown("Nas1ShareAdd", {arguments.name, comment, *arguments.path})) return DONE;
   if (Nas1ShareAdd(arguments.name.data(), comment.c_str(), arguments.path->c_str()) != 0) {
     return explainFailure(kShareFile, Use::change, "the share could not be added");
@@ -89,6 +94,7 @@ ExitCode del() {
   if (!share) return noSuchShare(arguments.name);
   // The folder would go even if the record could not: look first whether it can.
   if (const ExitCode fault = checkRecordFile(kShareFile, Use::change); fault != DONE) return fault;
+  if (const ExitCode fault = checkHosts(); fault != DONE) return fault;
   const bool kept = folderIsKept();
   const char* const path = share->path.c_str();
   if (!kept) {
@@ -121,6 +127,7 @@ ExitCode mod() {
   const std::string comment = arguments.comment.value_or(share->comment);
   const std::string path = arguments.path.value_or(share->path);
   if (comment == share->comment && path == share->path) return unchanged();
+  if (const ExitCode fault = checkHosts(); fault != DONE) return fault;
   if (isOnlyShown("Nas1ShareMod", {arguments.name, comment, path})) return DONE;
   if (Nas1ShareMod(arguments.name.c_str(), comment.c_str(), path.c_str()) != 0) {
     return explainFailure(kShareFile, Use::change, "the share could not be changed");

@@ -65,9 +65,9 @@ ExitCode askPassword(std::string& password) {
   return fault != DONE ? fault : checkSafe(Field::freeText, "password", password, arguments.allowUnsafe);
 }
 
-// Looks whether the files that hold a user of a source can be changed.
+// Looks whether the files that hold a user of a source can be changed. With a home come the exports of all shares.
 ExitCode checkUserFiles(int source) {
-  for (const char* const file : {kUserFile, kPasswordFile, kShareFile}) {
+  for (const char* const file : {kUserFile, kPasswordFile, kShareFile, kShareNfsFile}) {
     if (const ExitCode fault = checkRecordFile(file, Use::change); fault != DONE) return fault;
     if (source != PROTO_SYSTEM) break;
   }
