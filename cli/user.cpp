@@ -65,7 +65,8 @@ ExitCode askPassword(std::string& password) {
   return fault != DONE ? fault : checkSafe(Field::freeText, "password", password, arguments.allowUnsafe);
 }
 
-// Looks whether the files that hold a user of a source can be changed. With a home come the exports of all shares.
+// Looks whether the files that hold a user of a source can be changed. With a home come the exports of all shares, made
+// from the hosts of each.
 ExitCode checkUserFiles(int source) {
   for (const char* const file : {kUserFile, kPasswordFile, kShareFile, kShareNfsFile}) {
     if (const ExitCode fault = checkRecordFile(file, Use::change); fault != DONE) return fault;
@@ -105,6 +106,7 @@ ExitCode add() {
     if (const ExitCode fault = checkSafe(Field::homeName, "name", arguments.name, arguments.allowUnsafe); fault != DONE)
       return fault;
     if (const ExitCode fault = checkNamesake(arguments.name, arguments.allowUnsafe); fault != DONE) return fault;
+    if (const ExitCode fault = checkRecordFile(kShareNfsFile, Use::change); fault != DONE) return fault;
   }
   std::string password;
   if (source == PROTO_SYSTEM) {

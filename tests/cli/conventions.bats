@@ -161,7 +161,7 @@ offers() { nas1 $1 --help | grep -q -e "--$2\b"; }
 
 @test 'nothing is told or made of records that cannot be read' {
   declare -A readers=(
-    [share]='share list;nfs list;verify --repair' [share_nfs]='nfs list;verify --repair;share add new /volume/v1/new;share mod docs --comment two;share del docs --yes'
+    [share]='share list;nfs list;verify --repair' [share_nfs]='nfs list;verify --repair;share add new /volume/v1/new;share mod docs --comment two;share del docs --yes;user add zed --no-password'
     [system]='status;event list;raid;disk config;mail preview 0 1;config list;verify --repair'
     [user_id]='user list;perm check anna docs;perm explain anna docs;verify --repair')
   for file in "${!readers[@]}"; do
