@@ -88,7 +88,9 @@ bool isShellOfCopy(int argc, char** argv) {
 }
 
 int runAsShellOfCopy(const char* command) {
-  const std::string stage = std::getenv(kStageVariable);
+  const char* const place = std::getenv(kStageVariable);
+  if (place == nullptr) return kNotFound;
+  const std::string stage = place;
   const bool isRun = doesNoHarm(command);
   note(stage, isRun ? '+' : '-', command);
   if (!isRun) return 0;
