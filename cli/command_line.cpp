@@ -15,7 +15,7 @@ namespace {
 void printOverview(std::FILE* stream) {
   (void)std::fputs("nas1 manages this network-attached storage appliance.\nUsage: nas1 NOUN VERB [ARGUMENT...]\n\n",
                    stream);
-  for (const Noun& noun : nouns()) (void)std::fprintf(stream, "  %-8s %s\n", noun.name, noun.about);
+  for (const Noun& noun : nouns()) (void)std::fprintf(stream, "  %-10s %s\n", noun.name, noun.about);
   (void)std::fputs("\nnas1 NOUN --help lists the verbs of a noun.\n\nExit codes:\n", stream);
   for (int code = 0; code < EXIT_CODE_COUNT; ++code) (void)std::fprintf(stream, "  %d  %s\n", code, exitMeanings[code]);
 }
@@ -55,11 +55,22 @@ std::string optionSuggestion(const CLI::App& verb, const std::vector<std::string
   return "";
 }
 
-// Why a command line was not understood, beyond what the parser says.
+bool isExtra(const CLI::ParseError& error) {
+  return error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
+}
+
+// The parser itself names what it did not expect backwards.
+std::string reason(const CLI::App& noun, const CLI::ParseError& error) {
+  if (!isExtra(error)) return error.what();
+  std::string words;
+  for (const std::string& word : noun.remaining(true)) words += " " + word;
+  return "not expected:" + words;
+}
+
+// What helps, beyond what was not understood.
 std::string advice(const CLI::App& noun, const CLI::ParseError& error, const std::vector<std::string>& words) {
   const auto given = [&](const char* option) { return std::find(words.begin(), words.end(), option) != words.end(); };
-  const bool extra = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
-  if (extra && (given("--json") || given("--plain")))
+  if (isExtra(error) && (given("--json") || given("--plain")))
     return "; this verb prints no data, so it has no --json or --plain";
   const auto chosen = noun.get_subcommands();
   return optionSuggestion(chosen.empty() ? noun : *chosen[0], words) + "; nas1 " + noun.get_name() +
@@ -91,8 +102,13 @@ ExitCode runNoun(const Noun& noun, std::vector<std::string> words, How how) {
     return how == How::run ? USAGE
                            : complain(USAGE, "%s needs a verb; nas1 %s --help lists them", noun.name, noun.name);
   }
-  const bool isVerb =
-      verbs.empty() || words[0][0] == '-' || std::find(verbs.begin(), verbs.end(), words[0]) != verbs.end();
+  const auto isGiven = [&](const char* word) { return words[0] == word; };
+  const bool isVerb = verbs.empty() || isGiven("--help") || isGiven("-h") ||
+                      std::find(verbs.begin(), verbs.end(), words[0]) != verbs.end();
+  if (!isVerb && words[0].starts_with('-')) {
+    return complain(USAGE, "%s needs a verb before %s%s; nas1 %s --help lists them", noun.name, words[0].c_str(),
+                    suggestion(words[0], {"--help"}).c_str(), noun.name);
+  }
   if (!isVerb) {
     return complain(USAGE, "%s has no verb %s%s; nas1 %s --help lists its verbs", noun.name, words[0].c_str(),
                     suggestion(words[0], verbs).c_str(), noun.name);
@@ -104,19 +120,22 @@ ExitCode runNoun(const Noun& noun, std::vector<std::string> words, How how) {
     if (how == How::run) (void)std::fputs(app.help("nas1").c_str(), stdout);
     return DONE;
   } catch (const CLI::ParseError& error) {
-    return complain(USAGE, "%s%s", error.what(), advice(app, error, words).c_str());
+    return complain(USAGE, "%s%s", reason(app, error).c_str(), advice(app, error, words).c_str());
   }
-  if (how == How::run && !isRun)
-    return complain(NO_PRIVILEGE, "only root can manage the appliance; run nas1 as root");
+  if (how == How::run && !isRun) return complain(NO_PRIVILEGE, "only root can manage the appliance; run nas1 as root");
   return result;
 }
 
 const Noun* nounOf(const std::vector<std::string>& words) {
   const Noun* const noun = findNoun(words[0]);
-  if (noun == nullptr) {
-    (void)complain(USAGE, "there is no noun %s%s; nas1 --help lists them", words[0].c_str(),
-                   suggestion(words[0], nounNames()).c_str());
-  }
+  if (noun != nullptr) return noun;
+  const bool isOption = words[0].starts_with('-');
+  const std::string nearest =
+      suggestion(words[0], isOption ? std::vector<std::string>{"--help", "--version"} : nounNames());
+  (void)complain(USAGE,
+                 isOption ? "nas1 itself has no option %s%s; nas1 --help shows its use"
+                          : "there is no noun %s%s; nas1 --help lists them",
+                 words[0].c_str(), nearest.c_str());
   return noun;
 }
 

@@ -170,9 +170,26 @@ Words afterVerb(const std::string& noun, const std::string& verb, const CLI::App
   return argument == nullptr ? Words() : valuesOf(noun, verb, nameOf(*argument));
 }
 
+// How many words plan itself takes, with its options and their values.
+std::size_t wordsOfPlan(const Words& words) {
+  ExitCode ignored = DONE;
+  CLI::App plan;
+  registerPlan(plan, ignored);
+  std::size_t count = 1;
+  while (count < words.size() && words[count].starts_with('-')) {
+    const CLI::Option* const option = optionNamed(plan, words[count]);
+    count += option != nullptr && option->get_items_expected_max() > 0 ? 2 : 1;
+  }
+  return count;
+}
+
 Words candidates(Words words) {
   // The command that is to be planned is one like any other.
-  while (words.size() > 1 && words[0] == "plan") words.erase(words.begin());
+  while (words.size() > 1 && words[0] == "plan") {
+    const std::size_t own = wordsOfPlan(words);
+    if (own >= words.size()) break;
+    words.erase(words.begin(), words.begin() + static_cast<std::ptrdiff_t>(own));
+  }
   Words names;
   if (words.size() < 2) {
     for (const Noun& noun : nouns()) names.emplace_back(noun.name);

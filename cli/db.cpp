@@ -43,7 +43,8 @@ ExitCode check() {
   for (const Finding& f : findings) listing.rows.push_back({shortName(*f.file), keyText(f.key), f.text});
   if (const ExitCode fault = printFindings(arguments.output, listing); fault != DONE) return fault;
   if (!findings.empty()) {
-    return complain(DAMAGED, "%zu findings; nas1 db repair --dry-run shows what can be done", findings.size());
+    return complain(DAMAGED, "%zu finding%s; nas1 db repair --dry-run shows what can be done", findings.size(),
+                    findings.size() == 1 ? "" : "s");
   }
   tell("the record files are sound");
   return DONE;
@@ -62,6 +63,12 @@ ExitCode repairFiles(const std::vector<Finding>& findings, Rows& rows) {
     if (const ExitCode fault = repairFile(file, repair); fault != DONE) return fault;
     rows.push_back(
         {shortName(file), "", std::to_string(repair.saved) + " records saved; it was kept as " + repair.keptAs});
+    if (repair.unreadable != 0) {
+      rows.push_back({shortName(file), "",
+                      "unreadable: " + std::to_string(repair.unreadable) +
+                          (repair.unreadable == 1 ? " place: " : " places, the first: ") + repair.firstUnreadable +
+                          "; a record that was nowhere else is lost"});
+    }
     for (const std::string& lost : repair.lost) rows.push_back({shortName(file), "", "lost: " + lost});
     tell("%s was repaired; nas1 verify --repair lets the daemons follow", file.path);
   }
@@ -154,6 +161,8 @@ std::size_t countOf(const std::vector<RecordSet>& sets) {
 }
 
 ExitCode backUp() {
+  if (arguments.path == "-")
+    return complain(USAGE, "a backup is not for standard output; give a file, ./- for one of that name");
   std::vector<RecordSet> sets;
   if (const ExitCode fault = readRecordSets(sets); fault != DONE) return fault;
   if (const ExitCode fault = refuseDamage(sets); fault != DONE) return fault;

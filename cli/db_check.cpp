@@ -285,7 +285,8 @@ ExitCode refuseDamage(const std::vector<RecordSet>& sets) {
   const std::vector<Finding> findings = findingsIn(sets);
   for (const Finding& f : findings) {
     if (f.rule > RULE_UNSOUND) continue;
-    return complain(DAMAGED, "%s %s %s; nas1 db repair mends it", f.file->path, keyText(f.key).c_str(), f.text.c_str());
+    const std::string what = f.key.empty() ? " is" : ": the record " + keyText(f.key);
+    return complain(DAMAGED, "%s%s %s; nas1 db repair mends it", f.file->path, what.c_str(), f.text.c_str());
   }
   return DONE;
 }

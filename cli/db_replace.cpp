@@ -107,7 +107,8 @@ __attribute__((format(printf, 2, 3))) void noteLoss(void* repair, const char* fo
   va_start(arguments, format);
   (void)std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  static_cast<Repair*>(repair)->lost.emplace_back(text);
+  auto& told = *static_cast<Repair*>(repair);
+  if (told.unreadable++ == 0) told.firstUnreadable = text;
 }
 
 void dropUnsound(GDBM_FILE db, const RecordFileEntry& file, Repair& repair) {

@@ -15,7 +15,9 @@ ExitCode replaceRecordSets(const std::vector<RecordSet>& sets);
 struct Repair {
   std::string keptAs;             // path of the damaged file
   std::size_t saved = 0;          // records
-  std::vector<std::string> lost;  // what could not be saved, as far as anyone can tell
+  std::vector<std::string> lost;  // records that were found and could not be saved
+  std::size_t unreadable = 0;     // places where GDBM found nothing that it could read; several may be the same
+  std::string firstUnreadable;
 };
 
 // Has GDBM recover a copy of a file, takes out the records that are not sound, and puts the copy in the file's place.

@@ -136,7 +136,9 @@ void registerLog(CLI::App& noun, ExitCode& result) {
   arguments = {};
   noun.add_option("-n", arguments.count, "How many of the last lines; 0 for all")
       ->capture_default_str()
-      ->check(CLI::NonNegativeNumber);
+      ->check([](const std::string& text) {
+        return text.starts_with('-') ? "a number of lines is 0 or more, not " + text : "";
+      });
   noun.add_option("--level", arguments.level, "Only this level: " + listed(levels));
   noun.add_option("--category", arguments.category, "Only this category: " + listed(categories));
   noun.add_flag("--follow,-f", arguments.follow, "Go on printing what is logged");

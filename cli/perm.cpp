@@ -317,7 +317,9 @@ void registerPerm(CLI::App& noun, ExitCode& result) {
   setEntries->add_flag("--only", arguments.only, "Take all others off the list");
   addUnsafeOption(*setEntries);
 
-  CLI::App* const checkVerb = addVerb(noun, result, "check", "Print the rights that a user has on a share", check);
+  CLI::App* const checkVerb =
+      addVerb(noun, result, "check",
+              "Print the rights that a user has on a share; for afp this may add accounts and entries", check);
   checkVerb->add_option("USER", arguments.user, "Name of the user")->required();
   checkVerb->add_option("SHARE", arguments.share, "Name of the share")->required();
   checkVerb->add_option("--group", arguments.groups, "A group of the user, in place of those that it is known to be in")

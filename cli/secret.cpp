@@ -1,5 +1,6 @@
 #include "secret.h"
 
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -8,19 +9,29 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 namespace {
 
-// Standard input without echo. Signals from the keyboard wait until the echo is back.
-struct QuietTerminal {
-  termios before = {};
-  sigset_t signalsBefore = {};
+volatile std::sig_atomic_t ending = 0;
 
+void noteSignal(int signal) { ending = signal; }
+
+// Standard input without echo. A signal that ends the command does so when the echo is back; to be stopped waits.
+class QuietTerminal {
+ public:
   QuietTerminal() {
-    sigset_t fromKeyboard;
-    (void)sigemptyset(&fromKeyboard);
-    for (const int signal : {SIGINT, SIGQUIT, SIGTSTP}) (void)sigaddset(&fromKeyboard, signal);
-    (void)sigprocmask(SIG_BLOCK, &fromKeyboard, &signalsBefore);
+    sigset_t waiting;
+    (void)sigemptyset(&waiting);
+    (void)sigaddset(&waiting, SIGTSTP);
+    for (std::size_t i = 0; i < std::size(signals); ++i) {
+      (void)sigaddset(&waiting, signals[i]);
+      (void)sigaction(signals[i], nullptr, &actionsBefore[i]);
+      struct sigaction noting = {};
+      noting.sa_handler = actionsBefore[i].sa_handler == SIG_IGN ? SIG_IGN : noteSignal;
+      (void)sigaction(signals[i], &noting, nullptr);
+    }
+    (void)sigprocmask(SIG_BLOCK, &waiting, &maskBefore);
     (void)tcgetattr(STDIN_FILENO, &before);
     termios quiet = before;
     quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
@@ -28,10 +39,29 @@ struct QuietTerminal {
   }
   ~QuietTerminal() {
     (void)tcsetattr(STDIN_FILENO, TCSAFLUSH, &before);
-    (void)sigprocmask(SIG_SETMASK, &signalsBefore, nullptr);
+    for (std::size_t i = 0; i < std::size(signals); ++i) (void)sigaction(signals[i], &actionsBefore[i], nullptr);
+    (void)sigprocmask(SIG_SETMASK, &maskBefore, nullptr);
+    if (ending != 0) (void)raise(ending);
   }
   QuietTerminal(const QuietTerminal&) = delete;
   QuietTerminal& operator=(const QuietTerminal&) = delete;
+
+  // Returns whether a line was typed; false after a signal that ends the command.
+  [[nodiscard]] bool waitForLine() const {
+    sigset_t open = maskBefore;
+    (void)sigaddset(&open, SIGTSTP);
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    while (ending == 0 && ppoll(&input, 1, nullptr, &open) < 0 && errno == EINTR) {
+    }
+    return ending == 0;
+  }
+
+ private:
+  static constexpr int signals[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP};
+
+  termios before = {};
+  sigset_t maskBefore = {};
+  struct sigaction actionsBefore[std::size(signals)] = {};
 };
 
 // One line without its newline; false at the end of the stream.
@@ -49,7 +79,7 @@ bool readLine(std::FILE* stream, std::string& line) {
 bool ask(const std::string& prompt, std::string& answer) {
   (void)std::fputs(prompt.c_str(), stderr);
   const QuietTerminal quiet;
-  const bool answered = readLine(stdin, answer);
+  const bool answered = quiet.waitForLine() && readLine(stdin, answer);
   (void)std::fputc('\n', stderr);
   return answered;
 }

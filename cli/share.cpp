@@ -107,6 +107,7 @@ ExitCode del() {
   if (Nas1ShareDel(arguments.name.c_str()) != 0) {
     return explainFailure(kShareFile, Use::change, "the share could not be deleted");
   }
+  tellOfLeftExports();
   if (!kept && access(path, F_OK) == 0)
     return complain(LIBRARY_FAILED, "the share is gone, but its folder %s is still there", path);
   return DONE;

@@ -84,6 +84,15 @@ ExitCode checkFolderOf(const std::string& name, const std::string& path) {
                   path.c_str());
 }
 
+void tellOfLeftExports() {
+  std::error_code fault;
+  const auto bytes = std::filesystem::file_size("/etc/exports", fault);
+  if (fault || bytes == 0 || !allShares().empty()) return;
+  tell(
+      "no share is left, but /etc/exports and AppleTalk's volume list still hold the last ones, until there is a share "
+      "again or nas1 verify --repair empties them");
+}
+
 ExitCode noSuchShare(const std::string& name) {
   if (const ExitCode fault = checkRecordFile(kShareFile, Use::read); fault != DONE) return fault;
   return complain(UNKNOWN_OBJECT, "there is no share %s; nas1 share list shows them", name.c_str());

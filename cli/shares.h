@@ -28,6 +28,9 @@ ExitCode checkWayTo(const std::string& path);
 // After a share was added or moved, whatever became of its folder: complains when it is not there.
 [[nodiscard]] ExitCode checkFolderOf(const std::string& name, const std::string& path);
 
+// After shares were deleted: where the last one goes, the library leaves what is served as it is.
+void tellOfLeftExports();
+
 // After a share was not found: complains about the record file or, when it has no fault, that there is none of that
 // name.
 [[nodiscard]] ExitCode noSuchShare(const std::string& name);

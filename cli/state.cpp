@@ -14,6 +14,7 @@
 #include "interruption.h"
 #include "nouns.h"
 #include "progress.h"
+#include "shares.h"
 #include "state_changes.h"
 #include "state_document.h"
 #include "state_present.h"
@@ -35,7 +36,7 @@ ExitCode exportState() {
   if (const ExitCode fault = readPresentState(present); fault != DONE) return fault;
   if (arguments.onlyChanged) dropDefaults(present);
   const std::string document = writeDocument(present.state, arguments.withSecrets);
-  if (arguments.file.empty()) {
+  if (arguments.file.empty() || arguments.file == "-") {
     (void)std::fwrite(document.data(), 1, document.size(), stdout);
   } else if (!isDryRun()) {
     if (const ExitCode fault = writeAtomically(arguments.file, document); fault != DONE) return fault;
@@ -113,6 +114,7 @@ ExitCode importState() {
   if (const ExitCode fault = printPlan(changes); fault != DONE || isDryRun()) return fault;
   if (!isConfirmed(arguments.yes)) return complain(REFUSED, "nothing was changed");
   const ExitCode result = make(changes);
+  if (changes.concernShares) tellOfLeftExports();
   tellNumbers(changes);
   return result;
 }
@@ -122,7 +124,7 @@ ExitCode importState() {
 void registerState(CLI::App& noun, ExitCode& result) {
   arguments = {};
   CLI::App* const exportVerb = noun.add_subcommand("export", "Print or write the whole state as a JSON document");
-  exportVerb->add_option("FILE", arguments.file, "Where to write it; standard output without it");
+  exportVerb->add_option("FILE", arguments.file, "Where to write it; standard output without it or for -");
   exportVerb->add_flag("--only-changed", arguments.onlyChanged, "Leave settings out that are as by default");
   exportVerb->add_flag("--with-secrets", arguments.withSecrets, "Export passwords, too");
   exportVerb->add_flag("--json", arguments.json, "Print JSON, as without it");

@@ -100,7 +100,7 @@ ExitCode verify() {
     tell(all.empty() ? "everything is as the databases have it" : "everything is as the databases have it again");
     return DONE;
   }
-  return complain(LIBRARY_FAILED, "%zu differences%s", remaining.size(),
+  return complain(LIBRARY_FAILED, "%zu difference%s%s", remaining.size(), remaining.size() == 1 ? "" : "s",
                   isRepaired ? " remain after making the files anew" : "; nas1 verify --repair makes the files anew");
 }
 

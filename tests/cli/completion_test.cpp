@@ -29,6 +29,8 @@ TEST_F(Completion, OffersWhatFitsThePlace) {
       {{"config", "get", "CIFS_G"}, {"CIFS_GROUP_NAME"}},
       {{"log", "--level", ""}, {"INFO", "WARN", "ERR", "CRIT", "ACCESS"}},
       {{"plan", "share", "del", "d"}, {"docs"}},
+      {{"plan", "--get", "kind", "--json", "share", "del", "d"}, {"docs"}},
+      {{"plan", "--pl"}, {"--plain"}},
   };
   for (const auto& c : cases) EXPECT_EQ(c.offered, offered(c.words)) << c.words[0] << " " << c.words.back();
 }

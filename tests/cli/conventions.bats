@@ -134,6 +134,14 @@ offers() { nas1 $1 --help | grep -q -e "--$2\b"; }
   [[ $output == *'did you mean --json?'* ]]
   run -2 nas1 share mod docs --coment=x
   [[ $output == *'did you mean --comment?'* ]]
+  run -2 nas1 --halp
+  [[ $output == *'did you mean --help?'* ]]
+  run -2 nas1 share --json
+  [[ $output == *'needs a verb before --json'* ]]
+  run -2 nas1 user passwd anna --source cifs
+  [[ $output == *'not expected: --source cifs;'* ]]
+  run -2 nas1 log -n -1
+  [[ $output == *'0 or more, not -1'* ]]
 }
 
 @test 'a pipe that is shut and a disk that is full are failures' {
@@ -271,4 +279,37 @@ PATHS
     run -9 nas1 state import --yes /tmp/state
     [[ $output == *'in case alone'* && $(state) == "$before" ]]
   done
+}
+
+@test '- is standard output, or refused' {
+  cd /tmp
+  [[ $(nas1 state export -) == "$(nas1 state export)" ]]
+  run -2 nas1 db backup -
+  [[ ! -e - ]]
+}
+
+@test 'Control-C ends the question for a password, with the echo back' {
+  python3 - <<'END'
+import os, pty, signal, subprocess, termios
+ours, theirs = pty.openpty()
+def sit():
+    os.setsid()
+    os.close(os.open(os.ttyname(theirs), os.O_RDWR))
+asking = subprocess.Popen(["nas1", "user", "passwd", "anna"], stdin=theirs, stdout=theirs, stderr=theirs, preexec_fn=sit)
+shown = b""
+while b"password:" not in shown or termios.tcgetattr(theirs)[3] & termios.ECHO:
+    if b"password:" not in shown:
+        shown += os.read(ours, 100)
+os.write(ours, b"half\x03")
+assert asking.wait(10) == -signal.SIGINT, asking.returncode
+assert termios.tcgetattr(theirs)[3] & termios.ECHO
+END
+}
+
+@test 'the exports of the last share are told of and can be taken out' {
+  nas1 share list --get name | sed 's/^/share del /; s/$/ --yes/' >/tmp/all
+  run -0 nas1 batch /tmp/all
+  [[ $output == *'no share is left, but /etc/exports'* && -s /etc/exports ]]
+  run nas1 verify --repair
+  [[ ! -s /etc/exports && ! -s /etc/atalk/AppleVolumes.default ]]
 }

@@ -196,6 +196,16 @@ TEST_F(Db, ADamagedFileIsRecoveredAndKept) {
   ASSERT_EQ(1u, filesBeside().size());
   EXPECT_EQ(bad, readFile("/etc/admin/" + filesBeside()[0]));
 
+  // Half of the directory leads astray, each entry elsewhere: told in one line.
+  std::string astray = good;
+  std::uint64_t directory = 0;
+  std::memcpy(&directory, good.data() + 8, sizeof directory);
+  for (std::size_t i = 0; i < 100; ++i) astray[directory + i * sizeof directory] = static_cast<char>(i + 1);
+  writeFile(path, astray);
+  const std::string told = done({"db", "repair"}).out;
+  EXPECT_NE(std::string::npos, told.find("unreadable: ")) << told;
+  EXPECT_LE(std::count(told.begin(), told.end(), '\n'), 3) << told;
+
   writeFile(path, std::string(good.size(), '\xFF'));
   EXPECT_EQ(7, nas1({"db", "repair"}).exitCode) << "beyond recovery";
   EXPECT_EQ(std::string(good.size(), '\xFF'), readFile(path));
