@@ -37,10 +37,10 @@ std::string address(const char* format, const void* block) {
 TEST_F(Memory, BlocksComeFilledAndAreListedInOrderUntilFreed) {
   const Dump before;
   void* const first = sysMalloc("first.c", 11, 3);
-  void* const adopted = sysTraceBuf("second.c", 22, std::memcpy(std::malloc(7), "kept it", 7), 7);
+  void* const adopted = sysTraceBuf("second.c", 22, strdup("intact"), 7);
   void* const last = sysMalloc(std::string(200, 'u').c_str(), 33, 12345);
   EXPECT_EQ(0, std::memcmp("\xCC\xCC\xCC", first, 3));
-  EXPECT_EQ(0, std::memcmp("kept it", adopted, 7)) << "a block from elsewhere keeps its content";
+  EXPECT_EQ(0, std::memcmp("intact", adopted, 7)) << "a block from elsewhere keeps its content";
   const std::string one = "[first.c,11: " + address("%08" PRIXPTR, first) + ",   3] ";
   const std::string two = "[second.c,22: " + address("%08" PRIXPTR, adopted) + ",   7] ";
   const std::string three = "[" + std::string(127, 'u') + ",33: " + address("%08" PRIXPTR, last) + ",12345] ";
