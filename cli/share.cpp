@@ -63,8 +63,8 @@ ExitCode checkName(std::string& name) {
   return checkSafe(Field::shareName, "name", name, arguments.allowUnsafe);
 }
 
-// Every change of a share makes the exports anew, from the hosts of all shares: where those cannot be read, shares would
-// be open to everybody.
+// Every change of a share makes the exports anew, from the hosts of all shares: where those cannot be read, shares
+// would be open to everybody.
 ExitCode checkHosts() { return checkRecordFile(kShareNfsFile, Use::change); }
 
 ExitCode add() {
