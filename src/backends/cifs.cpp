@@ -82,10 +82,11 @@ void ReadAllShareFromDB(std::FILE* stream) {
   (void)NasGetConfig("ACL_ENABLED", sizeof aclEnabled, &aclEnabled, nullptr);
 
   (void)std::fputs("# Samba config file created through Zelmar APIs(11-19-2001).\n", stream);
+  // Nobody else writes to the stream: taking its lock for every word would cost a third of the rewrite.
   forEachShare(shares, [stream](const ShareInfo* share) {
     for (const char* const text :
          {"[", share->name, "]\n    comment = ", share->comment, "\n    path = ", sharePath(share), "\n\n"}) {
-      (void)std::fputs(text, stream);
+      (void)fputs_unlocked(text, stream);
     }
   });
 }
