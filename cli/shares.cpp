@@ -87,7 +87,9 @@ ExitCode checkFolderOf(const std::string& name, const std::string& path) {
 void tellOfLeftExports() {
   std::error_code fault;
   const auto bytes = std::filesystem::file_size("/etc/exports", fault);
-  if (fault || bytes == 0 || !allShares().empty()) return;
+  int count = 0;
+  (void)Nas1ShareCountSize(&count, nullptr);
+  if (fault || bytes == 0 || count > 0) return;
   tell(
       "no share is left, but /etc/exports and AppleTalk's volume list still hold the last ones, until there is a share "
       "again or nas1 verify --repair empties them");

@@ -137,11 +137,13 @@ ExitCode del() {
   if (const ExitCode fault = findNamed(source, user); fault != DONE) return fault;
   // What goes first would be gone even if the rest could not go: look before whether it can.
   if (const ExitCode fault = checkUserFiles(source); fault != DONE) return fault;
-  announce(source == PROTO_SYSTEM ? recordField(arguments.name, "home") : "");
+  const std::string home = source == PROTO_SYSTEM ? recordField(arguments.name, "home") : "";
+  announce(home);
   if (!isConfirmed(arguments.yes)) return complain(REFUSED, "nothing was changed");
   if (isOnlyShown("Nas1DelUser", {source, arguments.name})) return DONE;
   if (Nas1DelUser(source, arguments.name.data()) != 0)
     return explainFailure(kUserFile, Use::change, "the user could not be deleted");
+  if (!home.empty()) tellOfLeftExports();
   return DONE;
 }
 
