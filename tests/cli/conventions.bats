@@ -222,9 +222,12 @@ for count, path in (300, "/tmp/many"), (10000, "/tmp/most"):
     document["state"] = {"shares": [{**first, "name": f"s{i}", "path": f"/volume/v1/s{i}"} for i in range(count)]}
     json.dump(document, open(path, "w"))
 END
+  # Long enough for a look at how far it is.
+  printf '#!/bin/sh\nsleep 0.01\nexec /usr/bin/mkdir "$@"\n' | install -m 755 /dev/stdin /usr/local/bin/mkdir
   : >/var/log/appliance/commands
   script -qec 'nas1 state import /tmp/many --yes' /tmp/shown >/dev/null
   [[ $(grep -c exportfs /var/log/appliance/commands) == 1 ]]
+  rm /usr/local/bin/mkdir
   grep -q 'change [0-9]* of 300' /tmp/shown
   [[ $(nas1 share list | wc -l) -gt 300 ]]
   # Address checking has memory of its own.
