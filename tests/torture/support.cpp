@@ -112,7 +112,7 @@ Verdict checkRecords() {
   }
   // Its own count must be that of the lines understood here.
   const int findings = verdict.damaged + verdict.looseEnds;
-  verdict.ran = findings == 0 ? code == 0 : output.find(text("nas1: %d findings;", findings)) != std::string::npos;
+  verdict.ran = findings == 0 ? code == 0 : output.find(text("nas1: %d finding", findings)) != std::string::npos;
   if (!verdict.ran) verdict.firstWord = output;
   return verdict;
 }
