@@ -230,8 +230,9 @@ END
   rm /usr/local/bin/mkdir
   grep -q 'change [0-9]* of 300' /tmp/shown
   [[ $(nas1 share list | wc -l) -gt 300 ]]
-  # Address checking has memory of its own.
-  [[ $(ldd "$(command -v nas1)") == *libasan* ]] || (ulimit -v $((12000 + $(stat -c %s /tmp/most) / 1024 * 25)); nas1 state import /tmp/most --dry-run >/dev/null)
+  # Room for the program, the libraries and 25 times the document. Address checking has memory of its own.
+  kib=$((12000 + $(stat -Lc %s "$(command -v nas1)") / 1024 + $(stat -c %s /tmp/most) / 1024 * 25))
+  [[ $(ldd "$(command -v nas1)") == *libasan* ]] || (ulimit -v $kib; nas1 state import /tmp/most --dry-run >/dev/null)
   nas1 share list --get name | grep '^s[0-9]*$' | sed 's/^/share del /; s/$/ --yes/' | nas1 batch -
 }
 
