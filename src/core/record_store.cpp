@@ -51,7 +51,7 @@ void makeWhole(const char* path, int blockSize, int permissions) {
   GDBM_FILE const handle = gdbm_open(name, blockSize, GDBM_NEWDB | GDBM_NOMMAP | GDBM_CLOEXEC, permissions, nullptr);
   if (handle == nullptr) return;
   (void)gdbm_close(handle);
-  (void)link(name, path);  // never over a file that has come meanwhile
+  (void)!link(name, path);  // never over a file that has come meanwhile
   (void)unlink(name);
 }
 
