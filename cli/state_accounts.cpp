@@ -1,4 +1,4 @@
-// Groups and users of an job.
+// Groups and users of an import.
 
 #include <algorithm>
 #include <map>
