@@ -201,10 +201,10 @@ offers() { nas1 $1 --help | grep -q -e "--$2\b"; }
 }
 
 @test 'what nas1 starts finds a fixed environment, and nobody borrows its rights' {
-  nas1 module add env --on-removal '(umask; env) >/tmp/env; true'
+  nas1 module add env --on-removal '(umask; env; command -v mail-receiver) >/tmp/env; true'
   (umask 000 && STRANGE=1 LANG=xx PATH=/tmp:$PATH "$(command -v nas1)" module del env --yes)
   run cat /tmp/env
-  [[ $output != *STRANGE* && $output == *LANG=C* && $output == *PATH=/usr/local/sbin:/* && $output == *0077* ]]
+  [[ $output != *STRANGE* && $output == *LANG=C* && $output == *PATH=/usr/local/sbin:/* && $output == *0077* && $output == */mail-receiver ]]
   install -m 4755 "$(command -v nas1)" /usr/local/bin/lent
   run -8 setpriv --reuid 1000 --regid 1000 --clear-groups /usr/local/bin/lent share list
   [[ $output == *'set-user-id'* ]]
